@@ -1,0 +1,9 @@
+#!/usr/bin/env bash
+# Builds the benchmarks and runs them against their plain-I/O baselines.
+set -euo pipefail
+top="$(cd "$(dirname "$0")/.." && pwd)"
+"$top/scripts/setup-debian.sh"
+build="$top/build"
+cmake -S "$top" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo
+cmake --build "$build" -j"$(nproc)" --target qzlogger_bench_datafile
+"$build/bench/qzlogger_bench_datafile" "$@"

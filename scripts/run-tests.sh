@@ -1,0 +1,30 @@
+#!/usr/bin/env bash
+# Sets up a fresh Debian 12 machine, builds the store with its tests, runs them, checks that the
+# installed CMake package can be used, and runs the tests once more under AddressSanitizer and
+# UndefinedBehaviorSanitizer.
+set -euo pipefail
+top="$(cd "$(dirname "$0")/.." && pwd)"
+"$top/scripts/setup-debian.sh"
+
+jobs="$(nproc)"
+build="$top/build"
+asan="$top/build-sanitize"
+
+echo "== build and test"
+cmake -S "$top" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo
+cmake --build "$build" -j"$jobs"
+(cd "$build" && ctest -j"$jobs" --output-on-failure --timeout 300)
+
+echo "== installed package"
+rm -rf "$build/_install" "$build/_consumer"
+cmake --install "$build" --prefix "$build/_install" > /dev/null
+cmake -S "$top/tests/package" -B "$build/_consumer" -DCMAKE_PREFIX_PATH="$build/_install" > /dev/null
+cmake --build "$build/_consumer" -j"$jobs" > /dev/null
+LD_LIBRARY_PATH="$build/_install/lib:$build/_install/lib/x86_64-linux-gnu" "$build/_consumer/qzlogger_consumer"
+
+echo "== sanitizers"
+cmake -S "$top" -B "$asan" -DCMAKE_BUILD_TYPE=Debug -DQZLOGGER_SANITIZE=ON \
+  -DQZLOGGER_BUILD_BENCHMARKS=OFF -DQZLOGGER_BUILD_EXAMPLES=OFF
+cmake --build "$asan" -j"$jobs"
+(cd "$asan" && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
+  ctest -j"$jobs" --output-on-failure --timeout 600)

@@ -1,0 +1,3 @@
+#include "LoggerFileInfo.h"
+
+LoggerFileInfo::~LoggerFileInfo() = default;

@@ -1,0 +1,828 @@
+#include "LoggerFileSystem.h"
+
+#include "LoggerPerformanceCounter.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QUuid>
+#include <log4cxx/logger.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cerrno>
+#include <cstring>
+#include <unistd.h>
+
+LoggerFileSystem LoggerFileSystem::mInstance;
+LoggerPerformanceCounter LoggerFileSystem::mWritePerformance;
+
+namespace {
+
+// Read and write, unbuffered and never creating: a data file is created only with its header.
+constexpr QIODevice::OpenMode kWriterOpenMode = QIODevice::OpenMode(0x23);
+// rw for owner, user and group.
+constexpr QFileDevice::Permissions kDataFilePermissions = QFileDevice::Permissions(0x6660);
+// The binary search and the range reads seek and read exactly what they need; Qt's read-ahead
+// buffer would turn every 8-byte probe into a 16 KiB read.
+constexpr QIODevice::OpenMode kReaderOpenMode = QIODevice::ReadOnly | QIODevice::Unbuffered;
+constexpr int kUniqueIdOffset = 32; // offset of uniqueId in the header
+constexpr int kUtcSize = 8;         // the time stamp at the start of every item
+
+log4cxx::LoggerPtr exportLogger()
+{
+    static log4cxx::LoggerPtr logger = log4cxx::Logger::getLogger("Logger.Api");
+    return logger;
+}
+
+// Negative when the item's time is earlier than utc, 0 when equal, positive when later.
+int compareUtc(const DataTimespec& item, const timespec& utc)
+{
+    if (item.tv_sec != utc.tv_sec)
+        return item.tv_sec < utc.tv_sec ? -1 : 1;
+    if (item.tv_nsec != utc.tv_nsec)
+        return item.tv_nsec < utc.tv_nsec ? -1 : 1;
+    return 0;
+}
+
+// One read-only open of a data file for the whole of one read operation: the name is worked
+// out once, and every probe is a single positioned read on the descriptor.
+class DataFileReader {
+public:
+    explicit DataFileReader(const LoggerFileInfo* info)
+        : mFile(LoggerFileSystem::getFullFileName(info)), mHeaderSize(info->HeaderSize)
+    {
+        mOpen = mFile.open(kReaderOpenMode);
+        mSize = mOpen ? mFile.size() : 0;
+    }
+
+    bool isOpen() const { return mOpen; }
+    qint64 size() const { return mSize; }
+
+    // Exactly `length` bytes at `position`, or false. Past the end of the file a read returns
+    // nothing and is no error: `read` then gives 0.
+    qint64 read(qint64 position, char* buffer, qint64 length)
+    {
+        qint64 done = 0;
+        while (done < length) {
+            const ssize_t result = ::pread(mFile.handle(), buffer + done,
+                                           static_cast<size_t>(length - done), position + done);
+            if (result < 0) {
+                if (errno == EINTR)
+                    continue;
+                return -1;
+            }
+            if (result == 0)
+                break;
+            done += result;
+        }
+        return done;
+    }
+
+    bool readUtc(qint64 position, DataTimespec& utc)
+    {
+        return read(position, reinterpret_cast<char*>(&utc), kUtcSize) == kUtcSize;
+    }
+
+    int uniqueId()
+    {
+        int32_t uniqueId = -1;
+        if (!mOpen || read(kUniqueIdOffset, reinterpret_cast<char*>(&uniqueId), sizeof(uniqueId)) != sizeof(uniqueId))
+            return -1;
+        return uniqueId;
+    }
+
+    int utcPosition(timespec utc, int blockSize, bool upper);
+
+private:
+    QFile mFile;
+    qint64 mHeaderSize;
+    qint64 mSize = 0;
+    bool mOpen = false;
+};
+
+// A limit of maxItems items in bytes; a negative maxItems means no limit. Computed in 64 bits
+// so that a large count cannot wrap into a small limit.
+int limitRange(qint64 size, int maxItems, int blockSize)
+{
+    const qint64 limit = static_cast<qint64>(maxItems) * blockSize;
+    if (limit >= 0 && size > limit)
+        size = limit;
+    return static_cast<int>(std::max<qint64>(std::min<qint64>(size, INT32_MAX), INT32_MIN));
+}
+
+struct ItemRange {
+    int startPosition;
+    int endPosition;
+    int size;
+};
+
+// The shared range rule: from the first item at or after start to the last item at or before
+// end, in whole items, cut to maxItems.
+ItemRange getItemRange(DataFileReader& reader, timespec start, timespec end, int maxItems,
+                       int blockSize)
+{
+    ItemRange range{};
+    range.startPosition = reader.utcPosition(start, blockSize, true);
+    range.endPosition = reader.utcPosition(end, blockSize, false);
+    const qint64 size = static_cast<qint64>(range.endPosition) - range.startPosition + blockSize;
+    range.size = limitRange(size, maxItems, blockSize);
+    return range;
+}
+
+} // namespace
+
+LoggerFileSystem::~LoggerFileSystem() = default;
+
+int LoggerFileSystem::getDataItemSize(LoggerDataType dataType, int flag)
+{
+    switch (dataType) {
+    case LoggerDataType::VTQ: return 16;
+    case LoggerDataType::DTQ: return 24;
+    case LoggerDataType::MEAN: return 24;
+    case LoggerDataType::EVENT: return 24;
+    case LoggerDataType::PQEVENT: return 232;
+    case LoggerDataType::OPERATOR: return 44;
+    case LoggerDataType::RMS: return 16;
+    case LoggerDataType::SAMPLES: return 56;
+    case LoggerDataType::SIGNALS: return 36;
+    case LoggerDataType::SIGNALEVENT: return 48;
+    case LoggerDataType::HISTOGRAM: return flag != 0 ? 840 : 10640;
+    case LoggerDataType::HARMONICS: return 216;
+    case LoggerDataType::STATISTIC: return 32;
+    case LoggerDataType::SAMPLES16: return 32;
+    case LoggerDataType::COMPLEX: return 2876;
+    case LoggerDataType::PREVAILING: return 1448;
+    case LoggerDataType::CONTRIBUTION: return 512;
+    case LoggerDataType::ITQ: return 16;
+    case LoggerDataType::DIGITAL: return 16;
+    case LoggerDataType::PERCENTILE: return 636;
+    case LoggerDataType::MEAN_7: return 96;
+    case LoggerDataType::MEAN_12: return 156;
+    case LoggerDataType::MEAN_14: return 180;
+    case LoggerDataType::MEAN_16: return 204;
+    case LoggerDataType::MEAN_20: return 252;
+    case LoggerDataType::MEAN_23: return 288;
+    case LoggerDataType::QMETER: return 144;
+    case LoggerDataType::MEAN_24: return 300;
+    case LoggerDataType::SMETER: return 48;
+    // A disturbance logger takes its block size from its typed class; no file may be made
+    // from this 0.
+    case LoggerDataType::DISTURB:
+    case LoggerDataType::NONE:
+        return 0;
+    }
+    return 0;
+}
+
+QString LoggerFileSystem::loggerDataTypeString(LoggerDataType dataType)
+{
+    switch (dataType) {
+    case LoggerDataType::NONE: return QStringLiteral("Nn");
+    case LoggerDataType::VTQ: return QStringLiteral("Vt");
+    case LoggerDataType::DTQ: return QStringLiteral("Dt");
+    case LoggerDataType::MEAN: return QStringLiteral("Mn");
+    case LoggerDataType::EVENT: return QStringLiteral("Ev");
+    case LoggerDataType::PQEVENT: return QStringLiteral("Pq");
+    case LoggerDataType::OPERATOR: return QStringLiteral("Op");
+    case LoggerDataType::DISTURB: return QStringLiteral("Ds");
+    case LoggerDataType::RMS: return QStringLiteral("Rm");
+    case LoggerDataType::SAMPLES: return QStringLiteral("Sm");
+    case LoggerDataType::SIGNALS: return QStringLiteral("Si");
+    case LoggerDataType::SIGNALEVENT: return QStringLiteral("Se");
+    case LoggerDataType::HISTOGRAM: return QStringLiteral("Hi");
+    case LoggerDataType::HARMONICS: return QStringLiteral("Ha");
+    case LoggerDataType::STATISTIC: return QStringLiteral("St");
+    case LoggerDataType::SAMPLES16: return QStringLiteral("Sm");
+    case LoggerDataType::COMPLEX: return QStringLiteral("Cx");
+    case LoggerDataType::PREVAILING: return QStringLiteral("Pr");
+    case LoggerDataType::CONTRIBUTION: return QStringLiteral("Cb");
+    case LoggerDataType::ITQ: return QStringLiteral("It");
+    case LoggerDataType::DIGITAL: return QStringLiteral("Di");
+    case LoggerDataType::PERCENTILE: return QStringLiteral("Pe");
+    case LoggerDataType::MEAN_7: return QStringLiteral("m7");
+    case LoggerDataType::MEAN_12: return QStringLiteral("m12");
+    case LoggerDataType::MEAN_14: return QStringLiteral("m14");
+    case LoggerDataType::MEAN_16: return QStringLiteral("m16");
+    case LoggerDataType::MEAN_20: return QStringLiteral("m20");
+    case LoggerDataType::MEAN_23: return QStringLiteral("m23");
+    case LoggerDataType::QMETER: return QStringLiteral("qm");
+    case LoggerDataType::MEAN_24: return QStringLiteral("m24");
+    case LoggerDataType::SMETER: return QStringLiteral("sym");
+    }
+    return QStringLiteral("Nd");
+}
+
+void LoggerFileSystem::setPath(const QString& path)
+{
+    mInstance.mPath = path;
+}
+
+QString LoggerFileSystem::getPath()
+{
+    return mInstance.mPath;
+}
+
+QString LoggerFileSystem::getFullDayFolderPath(int year, int month, int day)
+{
+    QString path = mInstance.mPath + QLatin1Char('/') + QString::number(year);
+    if (month < 0)
+        return path;
+    path += QLatin1Char('/') + QString::number(month);
+    if (day < 0)
+        return path;
+    return path + QLatin1Char('/') + QString::number(day);
+}
+
+QString LoggerFileSystem::getFullWeekFolderPath(int year, int week)
+{
+    return mInstance.mPath + QLatin1Char('/') + QString::number(year) + QStringLiteral("/KW")
+           + QString::number(week);
+}
+
+namespace {
+
+// Local midnight of 1970-01-01 plus the creation time, in local time. The same function names
+// the folder when a file is created and when it is looked for, so both agree as long as the
+// process's time zone stays. Worked out with the C library rather than QDateTime, whose local
+// time arithmetic would dominate the cost of every read.
+bool localCreationTime(const LoggerFileInfo* info, tm& local, int& milliseconds)
+{
+    tm epoch{};
+    epoch.tm_year = 70;
+    epoch.tm_mon = 0;
+    epoch.tm_mday = 1;
+    epoch.tm_isdst = -1;
+    const time_t localEpoch = mktime(&epoch);
+    const int64_t sinceEpochMs = static_cast<int64_t>(localEpoch) * 1000
+                                 + static_cast<int64_t>(info->UtcCreated.tv_sec) * 1000
+                                 + info->UtcCreated.tv_nsec / 1000000;
+    int64_t seconds = sinceEpochMs / 1000;
+    int64_t remainder = sinceEpochMs % 1000;
+    if (remainder < 0) {
+        remainder += 1000;
+        --seconds;
+    }
+    const time_t instant = static_cast<time_t>(seconds);
+    milliseconds = static_cast<int>(remainder);
+    return localtime_r(&instant, &local) != nullptr;
+}
+
+} // namespace
+
+QDateTime LoggerFileSystem::getDateTime(const LoggerFileInfo* info)
+{
+    if (info == nullptr)
+        return QDateTime(QDate(1970, 1, 1), QTime(0, 0), Qt::LocalTime);
+    tm local{};
+    int milliseconds = 0;
+    if (!localCreationTime(info, local, milliseconds))
+        return QDateTime();
+    return QDateTime(QDate(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday),
+                     QTime(local.tm_hour, local.tm_min, local.tm_sec, milliseconds), Qt::LocalTime);
+}
+
+QString LoggerFileSystem::getFullFileName(const LoggerFileInfo* info)
+{
+    if (info == nullptr)
+        return QStringLiteral("getFullFileName : nullptr");
+    tm local{};
+    int milliseconds = 0;
+    localCreationTime(info, local, milliseconds);
+    // The guid halves are written without leading zeros, so a name cannot be split back.
+    return getFullDayFolderPath(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday) + QLatin1Char('/')
+           + loggerDataTypeString(info->DataType)
+           + QString::number(info->GuidLow, 16).toUpper()
+           + QString::number(info->GuidHigh, 16).toUpper() + QStringLiteral(".bin");
+}
+
+bool LoggerFileSystem::createFolder(int year, int month, int day)
+{
+    const QString path = getFullDayFolderPath(year, month, day);
+    if (QDir(path).exists())
+        return true;
+    if (!QDir().mkpath(path)) {
+        setLastError(QStringLiteral("Cannot create directory"));
+        return false;
+    }
+    return true;
+}
+
+bool LoggerFileSystem::createWeekFolder(int year, int week)
+{
+    // Week folders serve callers outside the read and write paths; a failure matters to none.
+    QDir().mkpath(getFullWeekFolderPath(year, week));
+    return true;
+}
+
+bool LoggerFileSystem::removeFolder(int year, int month, int day)
+{
+    const QString path = getFullDayFolderPath(year, month, day);
+    if (!QDir(path).exists())
+        return false;
+    // rmdir refuses a folder that still holds anything: files are never removed here.
+    return QDir().rmdir(path);
+}
+
+bool LoggerFileSystem::removeAllFiles(const QString& path)
+{
+    return QDir(path).removeRecursively();
+}
+
+bool LoggerFileSystem::RemoveLoggerFolder()
+{
+    QDir root(mInstance.mPath);
+    if (mInstance.mPath.isEmpty() || !root.exists())
+        return false;
+    return root.removeRecursively();
+}
+
+bool LoggerFileSystem::removeFile(const LoggerFileInfo* info)
+{
+    if (info == nullptr)
+        return false;
+    return std::remove(getFullFileName(info).toUtf8().constData()) == 0;
+}
+
+bool LoggerFileSystem::fileExists(LoggerFileInfo* info)
+{
+    if (info == nullptr)
+        return false;
+    return QFileInfo::exists(getFullFileName(info));
+}
+
+void LoggerFileSystem::createFileUuid(LoggerFileInfo& info)
+{
+    // Only the last eight bytes of the uuid are kept; each half is read as a little-endian word.
+    const QByteArray bytes = QUuid::createUuid().toRfc4122();
+    const auto* data = reinterpret_cast<const unsigned char*>(bytes.constData());
+    auto littleEndianWord = [data](int offset) {
+        return static_cast<uint32_t>(data[offset]) | (static_cast<uint32_t>(data[offset + 1]) << 8)
+               | (static_cast<uint32_t>(data[offset + 2]) << 16)
+               | (static_cast<uint32_t>(data[offset + 3]) << 24);
+    };
+    info.GuidLow = littleEndianWord(8);
+    info.GuidHigh = littleEndianWord(12);
+}
+
+void LoggerFileSystem::initFileInfo(timespec created, LoggerType type, LoggerDataType dataType,
+                                    int blockSize, LoggerFileInfo* info)
+{
+    if (info == nullptr)
+        return;
+    info->UtcCreated = created;
+    info->UtcStart = DataTimespec{0, 0};
+    info->UtcEnd = DataTimespec{0, 0};
+    info->DataType = dataType;
+    info->mType = type;
+    info->HeaderSize = kLoggerHeaderSize;
+    info->DataBlockSize = blockSize;
+    info->mFirstDataItem = true;
+    createFileUuid(*info);
+}
+
+time_t LoggerFileSystem::getTimeStamp(int year, int month, int day, int hour)
+{
+    const qint64 days = QDate(1970, 1, 1).daysTo(QDate(year, month, day));
+    return static_cast<time_t>((days * 24 + hour) * 3600);
+}
+
+int LoggerFileSystem::getBiggestFolderNumber(const QString& path)
+{
+    // Names that are no numbers count as 0, so KW folders and foreign folders never win.
+    int biggest = 0;
+    const QStringList entries =
+        QDir(path).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::NoSort);
+    for (const QString& entry : entries)
+        biggest = std::max(biggest, entry.toInt(nullptr, 10));
+    return biggest;
+}
+
+void LoggerFileSystem::getNewestDate(int& year, int& month, int& day)
+{
+    year = 0;
+    month = 0;
+    day = 0;
+    year = getBiggestFolderNumber(mInstance.mPath);
+    if (year <= 0)
+        return;
+    month = getBiggestFolderNumber(getFullDayFolderPath(year, -1, -1));
+    if (month <= 0)
+        return;
+    day = getBiggestFolderNumber(getFullDayFolderPath(year, month, -1));
+}
+
+QString LoggerFileSystem::toString(LoggerFileInfo* info)
+{
+    if (info == nullptr)
+        return QString();
+    QString prefix;
+    switch (info->mType) {
+    case LoggerType::CYCLIC: prefix = QStringLiteral("cycl "); break;
+    case LoggerType::EVENT: prefix = QStringLiteral("evnt "); break;
+    case LoggerType::PQEVENT: prefix = QStringLiteral("pqev "); break;
+    case LoggerType::DISTURB: prefix = QStringLiteral("dist "); break;
+    case LoggerType::OPERATOR: prefix = QStringLiteral("oper "); break;
+    default: prefix = QStringLiteral("---- "); break;
+    }
+    return prefix + getFullFileName(info);
+}
+
+void LoggerFileSystem::setLastError(const QString& error)
+{
+    mInstance.mLastError = error;
+}
+
+QString LoggerFileSystem::getLastError()
+{
+    return mInstance.mLastError;
+}
+
+namespace {
+
+// Points `file` at the name that `info` gives. A name that changes on an object that already
+// had one is worth a trace, but the work goes on with the new name.
+bool setFileName(QFile& file, const LoggerFileInfo* info)
+{
+    const QString newName = LoggerFileSystem::getFullFileName(info);
+    if (file.fileName() == newName)
+        return false;
+    if (!file.fileName().isEmpty())
+        LoggerFileSystem::setLastError(QStringLiteral("ATTENSION: Filename change from '")
+                                       + file.fileName() + QStringLiteral("' to '") + newName
+                                       + QStringLiteral("'"));
+    file.setFileName(newName);
+    return true;
+}
+
+} // namespace
+
+bool LoggerFileSystem::createFile(LoggerFileInfo* info, QFile& file, int baseTypeId,
+                                  int headerWord, int uniqueId, float parameter1, float parameter2)
+{
+    if (info == nullptr)
+        return false;
+    LoggerHeader header;
+    std::memset(&header, 0, sizeof(header));
+    header.version = kLoggerHeaderVersion;
+    header.utcCreatedSec = info->UtcCreated.tv_sec;
+    header.utcCreatedNsec = info->UtcCreated.tv_nsec;
+    header.dataType = static_cast<int32_t>(info->DataType);
+    header.baseTypeId = baseTypeId;
+    header.headerWord = headerWord;
+    header.uniqueId = uniqueId;
+    header.Parameter1 = parameter1;
+    header.Parameter2 = parameter2;
+
+    const QDate date = getDateTime(info).date();
+    if (file.isOpen())
+        file.close();
+    if (!createFolder(date.year(), date.month(), date.day())) {
+        setLastError(QStringLiteral("could not create folder"));
+        return false;
+    }
+    if (setFileName(file, info))
+        file.setPermissions(kDataFilePermissions);
+
+    // The header is written into an existing file as well: it is never truncated here.
+    if (!file.open(kWriterOpenMode)) {
+        setLastError(file.errorString());
+        return false;
+    }
+    if (file.write(reinterpret_cast<const char*>(&header), kLoggerHeaderSize) != kLoggerHeaderSize) {
+        setLastError(file.errorString());
+        file.close();
+        return false;
+    }
+    info->mFilePosition = kLoggerHeaderSize;
+    file.flush();
+    file.close();
+    return true;
+}
+
+bool LoggerFileSystem::openFile(LoggerFileInfo* info, QFile& file, int itemIndex, int baseTypeId,
+                                bool create, int headerWord, int uniqueId, float& parameter1,
+                                float& parameter2)
+{
+    if (info == nullptr)
+        return false;
+    const int headerSize = info->HeaderSize;
+    const int blockSize = info->DataBlockSize;
+    setFileName(file, info);
+
+    if (!file.exists() && create) {
+        if (!createFile(info, file, baseTypeId, headerWord, uniqueId, parameter1, parameter2)) {
+            setLastError(QStringLiteral("cannot create file"));
+            return false;
+        }
+    }
+    // A missing file that is not to be created must fail here instead of appearing without
+    // its header.
+    if (!file.isOpen() && !file.open(kWriterOpenMode | QIODevice::ExistingOnly)) {
+        setLastError(QStringLiteral("open file: ") + QString::number(file.error()));
+        return false;
+    }
+
+    const qint64 size = file.size();
+    if (blockSize == 0 || size < headerSize) {
+        // Without a valid header or a defined item size nothing in the file can be read:
+        // start it anew. The file object is closed afterwards even on success.
+        setLastError(getFullFileName(info) + QStringLiteral(" logger file size"));
+        file.close();
+        file.remove();
+        return createFile(info, file, baseTypeId, headerWord, uniqueId, parameter1, parameter2);
+    }
+
+    LoggerHeader header;
+    if (file.seek(0) && readHeader(file, header)) {
+        parameter1 = header.Parameter1;
+        parameter2 = header.Parameter2;
+    }
+
+    // A torn last item is not removed, only passed over: the next write overwrites it.
+    const qint64 numItems = (size - headerSize) / blockSize;
+    const qint64 position = itemIndex >= 0
+                                ? headerSize + static_cast<qint64>(itemIndex) * blockSize
+                                : headerSize + numItems * blockSize;
+    const bool seeked = file.seek(position);
+    info->mFilePosition = static_cast<int>(position);
+    if (numItems == 0)
+        info->mFirstDataItem = true;
+    return seeked;
+}
+
+bool LoggerFileSystem::readHeader(QFile& file, LoggerHeader& header)
+{
+    if (file.size() < kLoggerHeaderSize)
+        return false;
+    LoggerHeader read;
+    if (file.read(reinterpret_cast<char*>(&read), kLoggerHeaderSize) != kLoggerHeaderSize)
+        return false;
+    header = read;
+    return true;
+}
+
+bool LoggerFileSystem::readHeader(LoggerFileInfo* info, LoggerHeader& header)
+{
+    if (info == nullptr)
+        return false;
+    QFile file(getFullFileName(info));
+    if (!file.open(kReaderOpenMode))
+        return false;
+    readHeader(file, header);
+    file.close();
+    return true;
+}
+
+bool LoggerFileSystem::updateData(QFile& file, LoggerFileInfo* info, char* data, int size,
+                                  int position)
+{
+    if (info == nullptr || !file.exists())
+        return false;
+    file.seek(position);
+    if (data != nullptr && size > 0)
+        file.write(data, size);
+    return file.seek(info->mFilePosition);
+}
+
+int LoggerFileSystem::writeData(const QString& fileName, int itemSize, int count, char* data)
+{
+    QFile file(fileName);
+    if (!file.open(QIODevice::WriteOnly))
+        return -1;
+    const qint64 total = data == nullptr ? 0 : std::max<qint64>(0, static_cast<qint64>(itemSize) * count);
+    qint64 written = 0;
+    while (written < total) {
+        const qint64 result = file.write(data + written, total - written);
+        if (result < 0) {
+            LOG4CXX_ERROR(exportLogger(), "Error writing file: " << fileName.toStdString() << written
+                                                                 << ": " << file.errorString().toStdString());
+            break;
+        }
+        if (result == 0) {
+            LOG4CXX_ERROR(exportLogger(), "Error writing file: " << fileName.toStdString() << written
+                                                                 << " bytes written");
+            break;
+        }
+        written += result;
+    }
+    file.flush();
+    const qint64 size = file.size();
+    file.close();
+    return static_cast<int>(size);
+}
+
+int LoggerFileSystem::getFileSize(LoggerFileInfo* info)
+{
+    if (info == nullptr)
+        return -1;
+    return static_cast<int>(QFileInfo(getFullFileName(info)).size());
+}
+
+bool LoggerFileSystem::hasDataItems(LoggerFileInfo* info)
+{
+    if (info == nullptr)
+        return false;
+    return getFileSize(info) > info->HeaderSize;
+}
+
+int LoggerFileSystem::getNumDataItems(LoggerFileInfo* info, int)
+{
+    if (info == nullptr || info->DataBlockSize <= 0)
+        return 0;
+    const int size = getFileSize(info);
+    if (size <= info->HeaderSize)
+        return 0;
+    return (size - info->HeaderSize) / info->DataBlockSize;
+}
+
+int LoggerFileSystem::getUniqueId(LoggerFileInfo* info)
+{
+    if (info == nullptr)
+        return -1;
+    DataFileReader reader(info);
+    return reader.uniqueId();
+}
+
+// Binary search by time on the file itself; only the 8-byte time stamps of the probed items are
+// read, about log2(n) of them. Times compare by seconds, then nanoseconds. A time at or after
+// the last item gives the last item, one before the first gives the first, whatever `upper`
+// says. Otherwise lo and hi close in until they are neighbours: an exact hit gives that item
+// (with duplicates, the first of the run), and no hit gives hi (the first item after utc) for
+// `upper` and lo (the last item before it) without. A range start is thus looked up with upper,
+// a range end without, which keeps a range to whole items inside the asked times.
+int DataFileReader::utcPosition(timespec utc, int blockSize, bool upper)
+{
+    if (!mOpen || blockSize <= 0 || mSize <= mHeaderSize)
+        return -1;
+    const qint64 numItems = (mSize - mHeaderSize) / blockSize;
+    if (numItems <= 0)
+        return -1;
+    auto offsetOf = [this, blockSize](qint64 item) {
+        return static_cast<int>(mHeaderSize + item * blockSize);
+    };
+    DataTimespec first{};
+    DataTimespec last{};
+    if (!readUtc(offsetOf(0), first) || !readUtc(offsetOf(numItems - 1), last))
+        return -1;
+    if (compareUtc(last, utc) <= 0)
+        return offsetOf(numItems - 1);
+    if (compareUtc(first, utc) > 0)
+        return static_cast<int>(mHeaderSize);
+
+    qint64 lo = 0;
+    qint64 hi = numItems - 1;
+    while (hi - lo > 1) {
+        const qint64 mid = (lo + hi) / 2;
+        DataTimespec probe{};
+        if (!readUtc(offsetOf(mid), probe))
+            return -1;
+        if (compareUtc(probe, utc) < 0) {
+            lo = mid;
+            first = probe;
+        } else {
+            hi = mid;
+            last = probe;
+        }
+    }
+    if (compareUtc(first, utc) == 0)
+        return offsetOf(lo);
+    if (compareUtc(last, utc) == 0)
+        return offsetOf(hi);
+    return upper ? offsetOf(hi) : offsetOf(lo);
+}
+
+int LoggerFileSystem::getUtcPosition(LoggerFileInfo* info, timespec utc, int blockSize, bool upper)
+{
+    if (info == nullptr || blockSize <= 0)
+        return -1;
+    DataFileReader reader(info);
+    return reader.utcPosition(utc, blockSize, upper);
+}
+
+int LoggerFileSystem::getBufferSize(LoggerFileInfo* info, timespec start, timespec end,
+                                    int maxItems, int blockSize)
+{
+    if (info == nullptr || blockSize <= 0)
+        return 0;
+    DataFileReader reader(info);
+    if (reader.size() - info->HeaderSize < blockSize)
+        return 0;
+    return getItemRange(reader, start, end, maxItems, blockSize).size;
+}
+
+int LoggerFileSystem::getNumItems(LoggerFileInfo* info, timespec start, timespec end,
+                                  int maxItems, int blockSize)
+{
+    if (info == nullptr || blockSize <= 0)
+        return 0;
+    DataFileReader reader(info);
+    const ItemRange range = getItemRange(reader, start, end, maxItems, blockSize);
+    if (range.startPosition == -1 && range.endPosition == -1)
+        return 0;
+    return range.size / blockSize;
+}
+
+int LoggerFileSystem::getEventBufferSize(LoggerFileInfo* info, int count, timespec utc,
+                                         int blockSize)
+{
+    const int position = getUtcPosition(info, utc, blockSize, false);
+    if (position < 0)
+        return 0;
+    const int headerSize = info->HeaderSize;
+    const int item = (position - headerSize) / blockSize;
+    const int first = std::max(item - count + 1, 0);
+    return position - (first * blockSize + headerSize) + blockSize;
+}
+
+bool LoggerFileSystem::readUtcRange(LoggerFileInfo* info, timespec& first, timespec& last, int)
+{
+    if (info == nullptr || info->DataBlockSize <= 0)
+        return false;
+    DataFileReader reader(info);
+    if (!reader.isOpen())
+        return false;
+    const qint64 numItems = (reader.size() - info->HeaderSize) / info->DataBlockSize;
+    if (numItems <= 0)
+        return false;
+    DataTimespec firstUtc{0, 0};
+    DataTimespec lastUtc{0, 0};
+    reader.readUtc(info->HeaderSize, firstUtc);
+    reader.readUtc(info->HeaderSize + (numItems - 1) * info->DataBlockSize, lastUtc);
+    first = firstUtc;
+    last = lastUtc;
+    return true;
+}
+
+// The result is the size of the range as computed, not as read: a reader behind the writer
+// may hit the end of the file short, so the buffer must be zeroed beforehand.
+int LoggerFileSystem::readData(LoggerFileInfo* info, timespec start, timespec end, int maxItems,
+                               int blockSize, char* buffer, int& firstItemIndex)
+{
+    if (info == nullptr || blockSize <= 0)
+        return -1;
+    DataFileReader reader(info);
+    if (!reader.isOpen())
+        return -1;
+    const ItemRange range = getItemRange(reader, start, end, maxItems, blockSize);
+    if (range.startPosition < 0 || range.endPosition < 0)
+        return 0;
+    firstItemIndex = (range.startPosition - info->HeaderSize) / blockSize + reader.uniqueId();
+    if (range.size <= 0 || buffer == nullptr)
+        return range.size;
+    if (reader.read(range.startPosition, buffer, range.size) < 0)
+        return -1;
+    return range.size;
+}
+
+// Gathers one field of elementSize bytes at elementOffset from each item. The loop runs while
+// the destination is below the range's size in whole-item bytes, so it reads on past the range
+// (and past the end of the file, where reads return nothing): the caller takes only as many
+// elements as there are items. The last element is cut to what the buffer holds.
+int LoggerFileSystem::readSingleDataElements(LoggerFileInfo* info, timespec start, timespec end,
+                                             int maxItems, int blockSize, int elementOffset,
+                                             int elementSize, char* buffer, int& firstItemIndex)
+{
+    if (info == nullptr || blockSize <= 0 || elementSize <= 0)
+        return -1;
+    DataFileReader reader(info);
+    if (!reader.isOpen())
+        return -1;
+    const ItemRange range = getItemRange(reader, start, end, maxItems, blockSize);
+    if (range.startPosition < 0 || range.endPosition < 0)
+        return 0;
+    firstItemIndex = (range.startPosition - info->HeaderSize) / blockSize + reader.uniqueId();
+    if (range.size <= 0 || buffer == nullptr)
+        return range.size;
+    qint64 source = static_cast<qint64>(range.startPosition) + elementOffset;
+    for (int destination = 0; destination < range.size; destination += elementSize) {
+        const int length = std::min(elementSize, range.size - destination);
+        if (reader.read(source, buffer + destination, length) < 0)
+            return -1;
+        source += blockSize;
+    }
+    return range.size;
+}
+
+int LoggerFileSystem::readEventData(LoggerFileInfo* info, int firstItem, timespec end,
+                                    int blockSize, int maxItems, char* buffer, int& firstItemIndex)
+{
+    if (info == nullptr || blockSize <= 0 || firstItem < 0)
+        return -1;
+    DataFileReader reader(info);
+    if (!reader.isOpen())
+        return -1;
+    firstItemIndex = firstItem + reader.uniqueId();
+    const int position = reader.utcPosition(end, blockSize, false);
+    if (position < 0)
+        return 0;
+    const qint64 firstPosition = info->HeaderSize + static_cast<qint64>(blockSize) * firstItem;
+    qint64 size = position - firstPosition + blockSize;
+    if (maxItems > 0)
+        size = std::min<qint64>(size, static_cast<qint64>(maxItems) * blockSize);
+    if (size <= 0 || buffer == nullptr)
+        return static_cast<int>(std::max<qint64>(size, INT32_MIN));
+    if (reader.read(firstPosition, buffer, size) < 0)
+        return -1;
+    return static_cast<int>(size);
+}
