@@ -10,6 +10,7 @@
 #include <QTemporaryDir>
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <fcntl.h>
@@ -106,7 +107,23 @@ void BM_GetUtcPosition(benchmark::State& state)
 }
 
 // The same search written directly on a file descriptor, as a floor for the cost of the
-// open, the probes and the close.
+// probes: lo and hi close in until they are neighbours.
+long plainSearch(int fd, off_t size, const timespec& utc)
+{
+    long lo = 0;
+    long hi = (size - kLoggerHeaderSize) / kBlockSize - 1;
+    DataTimespec probe{};
+    while (hi - lo > 1) {
+        const long mid = (lo + hi) / 2;
+        ::pread(fd, &probe, sizeof(probe), kLoggerHeaderSize + mid * kBlockSize);
+        if (probe.tv_sec < utc.tv_sec || (probe.tv_sec == utc.tv_sec && probe.tv_nsec < utc.tv_nsec))
+            lo = mid;
+        else
+            hi = mid;
+    }
+    return hi;
+}
+
 void BM_PlainBinarySearch(benchmark::State& state)
 {
     BenchFile& file = benchFile();
@@ -115,19 +132,8 @@ void BM_PlainBinarySearch(benchmark::State& state)
         const timespec& utc = file.queries[next++ % file.queries.size()];
         const int fd = ::open(file.path.c_str(), O_RDONLY);
         const off_t size = ::lseek(fd, 0, SEEK_END);
-        long lo = 0;
-        long hi = (size - kLoggerHeaderSize) / kBlockSize - 1;
-        DataTimespec probe{};
-        while (hi - lo > 1) {
-            const long mid = (lo + hi) / 2;
-            ::pread(fd, &probe, sizeof(probe), kLoggerHeaderSize + mid * kBlockSize);
-            if (probe.tv_sec < utc.tv_sec || (probe.tv_sec == utc.tv_sec && probe.tv_nsec < utc.tv_nsec))
-                lo = mid;
-            else
-                hi = mid;
-        }
+        benchmark::DoNotOptimize(plainSearch(fd, size, utc));
         ::close(fd);
-        benchmark::DoNotOptimize(hi);
     }
 }
 
@@ -167,10 +173,35 @@ void BM_PlainRead(benchmark::State& state)
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(buffer.size()));
 }
 
+// What readData does, written with plain calls: both ends searched, then one read.
+void BM_PlainSearchAndRead(benchmark::State& state)
+{
+    BenchFile& file = benchFile();
+    std::vector<char> buffer(static_cast<size_t>(kRangeItems) * kBlockSize);
+    timespec start{};
+    start.tv_sec = file.info.UtcCreated.tv_sec + 400000;
+    timespec end = start;
+    end.tv_sec += kRangeItems - 1;
+    for (auto _ : state) {
+        const int fd = ::open(file.path.c_str(), O_RDONLY);
+        const off_t size = ::lseek(fd, 0, SEEK_END);
+        const long first = plainSearch(fd, size, start);
+        const long last = plainSearch(fd, size, end);
+        const size_t bytes = static_cast<size_t>(last - first + 1) * kBlockSize;
+        const ssize_t read = ::pread(fd, buffer.data(), std::min(bytes, buffer.size()),
+                                     kLoggerHeaderSize + first * kBlockSize);
+        ::close(fd);
+        if (read != static_cast<ssize_t>(buffer.size()))
+            state.SkipWithError("read returned a wrong size");
+        benchmark::ClobberMemory();
+    }
+}
+
 BENCHMARK(BM_GetUtcPosition);
 BENCHMARK(BM_PlainBinarySearch);
 BENCHMARK(BM_ReadData);
 BENCHMARK(BM_PlainRead);
+BENCHMARK(BM_PlainSearchAndRead);
 
 // Keeps the time per iteration of each run so that the ratios can be printed at the end.
 class RatioReporter : public benchmark::ConsoleReporter {
@@ -198,6 +229,7 @@ public:
         };
         ratio("BM_GetUtcPosition", "BM_PlainBinarySearch");
         ratio("BM_ReadData", "BM_PlainRead");
+        ratio("BM_ReadData", "BM_PlainSearchAndRead");
         const double bound = std::log2(static_cast<double>(kFileItems)) + 3.0;
         std::printf("getUtcPosition: %.2f reads of 8 bytes per search on %d items (bound %.2f): %s\n", mReads,
                     kFileItems, bound, mReads <= bound ? "within" : "EXCEEDED");
