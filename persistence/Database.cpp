@@ -1,0 +1,99 @@
+#include "Database.h"
+
+#include "DatabaseExceptions.h"
+#include "Statement.h"
+
+#include <sqlite3.h>
+
+namespace qzdb {
+
+static_assert(Database::kOpenReadOnly == SQLITE_OPEN_READONLY, "the reader's open flag");
+static_assert(Database::kOpenReadWriteCreate == (SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE),
+              "the writer's open flags");
+
+Database::Database(const std::string& path, int openFlags, bool foreignKeys) : mPath(path)
+{
+    sqlite3* handle = nullptr;
+    const int rc = sqlite3_open_v2(path.c_str(), &handle, openFlags, nullptr);
+    if (rc != SQLITE_OK) {
+        // SQLite hands out a connection even when the open fails, only to carry the message.
+        const int extended = handle != nullptr ? sqlite3_extended_errcode(handle) : rc;
+        const std::string message = handle != nullptr ? sqlite3_errmsg(handle) : sqlite3_errstr(rc);
+        sqlite3_close(handle);
+        throw DatabaseException(rc & 0xff, extended, message);
+    }
+    mHandle = handle;
+    sqlite3_extended_result_codes(mHandle, 1);
+    if (foreignKeys) {
+        try {
+            executeRaw("PRAGMA foreign_keys=ON");
+        } catch (...) {
+            sqlite3_close(mHandle);
+            mHandle = nullptr;
+            throw;
+        }
+    }
+}
+
+Database::~Database()
+{
+    // Statements first: a connection with unfinalized statements does not close.
+    mStatements.clear();
+    sqlite3_close_v2(mHandle);
+}
+
+void Database::setBusyTimeout(int milliseconds)
+{
+    sqlite3_busy_timeout(mHandle, milliseconds);
+}
+
+Statement& Database::statement(const std::string& sql)
+{
+    auto it = mStatements.find(sql);
+    if (it == mStatements.end()) {
+        auto prepared = std::make_unique<Statement>(*this, sql);
+        it = mStatements.emplace(sql, std::move(prepared)).first;
+    } else {
+        it->second->reset();
+    }
+    return *it->second;
+}
+
+void Database::executeRaw(const std::string& sql)
+{
+    char* error = nullptr;
+    const int rc = sqlite3_exec(mHandle, sql.c_str(), nullptr, nullptr, &error);
+    if (rc != SQLITE_OK) {
+        const int extended = sqlite3_extended_errcode(mHandle);
+        const std::string message = error != nullptr ? error : sqlite3_errmsg(mHandle);
+        sqlite3_free(error);
+        throwSqliteError(rc, extended, message);
+    }
+    sqlite3_free(error);
+}
+
+bool Database::tableExists(const std::string& name)
+{
+    Statement query(*this, "SELECT count(*) FROM \"sqlite_master\" WHERE \"type\"='table' AND \"name\"=?");
+    query.bind(1, name);
+    return query.step() && query.columnInt(0) > 0;
+}
+
+int Database::changes() const
+{
+    return sqlite3_changes(mHandle);
+}
+
+int64_t Database::lastInsertRowId() const
+{
+    return static_cast<int64_t>(sqlite3_last_insert_rowid(mHandle));
+}
+
+void Database::resetStatements()
+{
+    for (auto& entry : mStatements) {
+        entry.second->reset();
+    }
+}
+
+} // namespace qzdb

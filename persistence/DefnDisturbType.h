@@ -1,0 +1,26 @@
+#pragma once
+
+#include "DefnBaseType.h"
+#include "LoggerFileInfoTypes.h"
+
+#include <memory>
+#include <vector>
+
+// A logger of disturbance recordings (type DISTURB): its identification and its files.
+class DefnDisturbType : public DefnBaseType {
+public:
+    DefnDisturbType() { mType = LoggerType::DISTURB; }
+    ~DefnDisturbType() override;
+
+    int getFileListSize() const override;
+    void clearFileList() override;
+    // Appends a LoggerFileInfoDisturb only; another class is ignored.
+    void AppendFileInfo(std::shared_ptr<LoggerFileInfo> fileInfo) override;
+    void removeFileInfo(int index) override;
+    std::shared_ptr<LoggerFileInfo> getFileInfo(int index) const override;
+    QString getConfigId() const override;
+
+    QString ConfigId; // the logger's identification string
+    // The files in the order of the list; stored as links, which come back in no set order.
+    std::vector<std::shared_ptr<LoggerFileInfoDisturb>> FileInfos;
+};

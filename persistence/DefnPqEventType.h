@@ -1,0 +1,26 @@
+#pragma once
+
+#include "DefnBaseType.h"
+#include "LoggerFileInfoTypes.h"
+
+#include <memory>
+#include <vector>
+
+// A logger of power-quality events (type PQEVENT): its identification and its files.
+class DefnPqEventType : public DefnBaseType {
+public:
+    DefnPqEventType() { mType = LoggerType::PQEVENT; }
+    ~DefnPqEventType() override;
+
+    int getFileListSize() const override;
+    void clearFileList() override;
+    // Appends a LoggerFileInfoPqEvent only; another class is ignored.
+    void AppendFileInfo(std::shared_ptr<LoggerFileInfo> fileInfo) override;
+    void removeFileInfo(int index) override;
+    std::shared_ptr<LoggerFileInfo> getFileInfo(int index) const override;
+    QString getConfigId() const override;
+
+    QString ConfigId; // the logger's identification string
+    // The files in the order of the list; stored as links, which come back in no set order.
+    std::vector<std::shared_ptr<LoggerFileInfoPqEvent>> FileInfos;
+};
