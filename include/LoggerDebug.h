@@ -22,6 +22,8 @@ public:
     static QString getTriggerSourceString(EnumPqEventSource source);
     static QString getSystemTypeString(EnumSystemType systemType);
     static QString getTripleFloatString(float a, float b, float c);
+    // Size and share are cut to whole numbers; a share that is not a number, as over an empty
+    // card, prints as "nan" rather than as a garbage integer.
     static QString getMemorySizeString(LoggerType type, LoggerDataType dataType, double size, double percent);
 
     // The texts of the groups in the order base, card, run, access, reset; each group's text

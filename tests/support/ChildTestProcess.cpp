@@ -1,0 +1,112 @@
+#include "ChildTestProcess.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QStringList>
+
+bool ChildTestProcess::isChild()
+{
+    return qEnvironmentVariable(kChildVariable) == QLatin1String("1");
+}
+
+ChildTestProcess::ChildTestProcess(const QString& testName)
+    : mTestName(testName), mEnvironment(QProcessEnvironment::systemEnvironment())
+{
+    mEnvironment.insert(QString::fromLatin1(kChildVariable), QStringLiteral("1"));
+}
+
+ChildTestProcess::~ChildTestProcess()
+{
+    if (mProcess.state() != QProcess::NotRunning) {
+        mProcess.kill();
+        mProcess.waitForFinished(kDefaultTimeoutMs);
+    }
+}
+
+void ChildTestProcess::setVariable(const QString& name, const QString& value)
+{
+    mEnvironment.insert(name, value);
+}
+
+void ChildTestProcess::unsetVariable(const QString& name)
+{
+    mEnvironment.remove(name);
+}
+
+void ChildTestProcess::setWorkingDirectory(const QString& directory)
+{
+    mProcess.setWorkingDirectory(directory);
+}
+
+bool ChildTestProcess::start(int timeoutMs)
+{
+    mProcess.setProcessEnvironment(mEnvironment);
+    mProcess.setProgram(QCoreApplication::applicationFilePath());
+    mProcess.setArguments({QStringLiteral("--gtest_filter=") + mTestName});
+    mProcess.start();
+    return mProcess.waitForStarted(timeoutMs);
+}
+
+void ChildTestProcess::collectOutput()
+{
+    mOutput += mProcess.readAllStandardOutput();
+    mError += mProcess.readAllStandardError();
+}
+
+QByteArray ChildTestProcess::waitForLine(const QByteArray& prefix, int timeoutMs)
+{
+    const QDeadlineTimer deadline(timeoutMs);
+    for (;;) {
+        collectOutput();
+        int lineEnd;
+        while ((lineEnd = mOutput.indexOf('\n', mSearchFrom)) >= 0) {
+            const QByteArray line = mOutput.mid(mSearchFrom, lineEnd - mSearchFrom);
+            mSearchFrom = lineEnd + 1;
+            if (line.startsWith(prefix))
+                return line;
+        }
+        if (mProcess.state() == QProcess::NotRunning || deadline.hasExpired())
+            return QByteArray();
+        mProcess.waitForReadyRead(static_cast<int>(deadline.remainingTime()));
+    }
+}
+
+void ChildTestProcess::write(const QByteArray& data)
+{
+    mProcess.write(data);
+    mProcess.waitForBytesWritten(kDefaultTimeoutMs);
+}
+
+bool ChildTestProcess::waitForFinished(int timeoutMs)
+{
+    mProcess.closeWriteChannel();
+    mFinished = mProcess.waitForFinished(timeoutMs);
+    if (!mFinished) {
+        mProcess.kill();
+        mProcess.waitForFinished(kDefaultTimeoutMs);
+    }
+    collectOutput();
+    return mFinished;
+}
+
+bool ChildTestProcess::run(int timeoutMs)
+{
+    if (!start(timeoutMs))
+        return false;
+    return waitForFinished(timeoutMs);
+}
+
+bool ChildTestProcess::passed() const
+{
+    return mFinished && mProcess.exitStatus() == QProcess::NormalExit && mProcess.exitCode() == 0 &&
+           mOutput.contains("[  PASSED  ] 1 test.") && !mOutput.contains("[  SKIPPED ]");
+}
+
+QString ChildTestProcess::report() const
+{
+    return QStringLiteral("child %1: finished %2, exit code %3\n--- stdout\n%4\n--- stderr\n%5")
+        .arg(mTestName)
+        .arg(mFinished)
+        .arg(mProcess.exitCode())
+        .arg(QString::fromLocal8Bit(mOutput), QString::fromLocal8Bit(mError));
+}

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <QByteArray>
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QString>
+
+// Runs one test of the running test program in a process of its own: for behaviour between
+// processes, and for behaviour fixed at process start (environment, working directory). The
+// child test begins with `if (!ChildTestProcess::isChild()) GTEST_SKIP()`, so that it does
+// nothing in a normal run. Every wait has a deadline; a child that outlives it is killed.
+class ChildTestProcess {
+public:
+    static constexpr const char* kChildVariable = "QZLOGGER_TEST_CHILD";
+    static constexpr int kDefaultTimeoutMs = 30000;
+
+    // True in a process started by ChildTestProcess.
+    static bool isChild();
+
+    // testName is the full name, "Suite.Test".
+    explicit ChildTestProcess(const QString& testName);
+    ~ChildTestProcess();
+    ChildTestProcess(const ChildTestProcess&) = delete;
+    ChildTestProcess& operator=(const ChildTestProcess&) = delete;
+
+    // The child inherits this process's environment, changed by these calls.
+    void setVariable(const QString& name, const QString& value);
+    void unsetVariable(const QString& name);
+    void setWorkingDirectory(const QString& directory);
+
+    // Starts the child with its standard input open.
+    bool start(int timeoutMs = kDefaultTimeoutMs);
+    // Waits until the child has printed a whole line that begins with prefix and returns it
+    // without its line end; an empty array where none came before the deadline or the end.
+    QByteArray waitForLine(const QByteArray& prefix, int timeoutMs = kDefaultTimeoutMs);
+    void write(const QByteArray& data);
+    // Closes the child's standard input and waits for its end; kills it at the deadline.
+    bool waitForFinished(int timeoutMs = kDefaultTimeoutMs);
+    // start() with the standard input closed at once, then waitForFinished().
+    bool run(int timeoutMs = kDefaultTimeoutMs);
+
+    // The child ended normally with 0, and the test ran and passed rather than being skipped.
+    bool passed() const;
+    QByteArray standardOutput() const { return mOutput; }
+    QByteArray standardError() const { return mError; }
+    // What to print where the child failed.
+    QString report() const;
+
+private:
+    void collectOutput();
+
+    QString mTestName;
+    QProcessEnvironment mEnvironment;
+    QProcess mProcess;
+    QByteArray mOutput;
+    QByteArray mError;
+    int mSearchFrom = 0;
+    bool mFinished = false;
+};
