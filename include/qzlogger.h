@@ -2,6 +2,7 @@
 
 // Everything a host program of the store may include.
 #include "CatalogueMapping.h"
+#include "CheckMountPath.h"
 #include "DataMeasType.h"
 #include "Database.h"
 #include "DatabaseExceptions.h"
@@ -27,6 +28,8 @@
 #include "LoggerLogging.h"
 #include "LoggerPerformanceCounter.h"
 #include "LoggerResult.h"
+#include "LoggerSDCard.h"
+#include "LoggerSdcState.h"
 #include "LoggerSqlite.h"
 #include "LoggerState.h"
 #include "LoggerStateMachine.h"
