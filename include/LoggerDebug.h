@@ -5,8 +5,11 @@
 
 #include <QString>
 #include <ctime>
+#include <memory>
 
 struct DataPqEvent;
+class DefnBaseType;
+class LoggerFileInfo;
 
 // Turns the store's values into short readable texts for log lines. Holds no state; all
 // operations are static.
@@ -41,4 +44,21 @@ public:
     //   "PqEvent t=(utc) d=<duration in ms>ms s=<trigger> <source> <system> v=(ref.event.third)"
     // for example "PqEvent t=(1700000000,250000000) d= 20ms s=Dip     U1-3I--- 3P v=(230.115.  0)".
     static QString getDataPqEventString(const DataPqEvent& event);
+
+    // Log lines through LoggerDb::loggerMessage. Routine texts (logMessage, logResultInfo,
+    // logUtcRange) reach no log; they are built only where isLogEnabled() holds.
+    // True where the category "Logger.Db" lets debug lines through.
+    static bool isLogEnabled();
+    static void logMessage(const QString& text);
+    static void logError(const QString& text);
+    // text + " count=" + count + " utc=" + getUtcStr(utc).
+    static void logResultInfo(QString text, int count, timespec utc);
+    // text + " S:" + getUtcStr(start) + " E:" + getUtcStr(end) + " ok" or " failed".
+    static void logUtcRange(QString text, timespec start, timespec end, bool ok);
+    // "File[<index>](X) " + " E:" + end + " S:" + start, "X" where the file exists on disk and
+    // "-" where not; each time as "yyyy-MM-dd hh:mm:ss" in UTC with "..." in place of the
+    // sub-second tail. "fileInfo[<index>] = nullptr" for a missing info.
+    static void logFileInfo(std::shared_ptr<LoggerFileInfo> info, int index, LoggerMessageType type);
+    // "count=0" for a missing or empty type, otherwise one logFileInfo line a file.
+    static void logBaseType(std::shared_ptr<DefnBaseType> baseType, LoggerMessageType type);
 };

@@ -41,8 +41,9 @@ public:
     // The state word from the file "loggerstate"; LOGGER_STATE_LOGGER_FAILED where it can't be
     // opened, 0 where its text is not a decimal integer.
     LoggerState getLoggerState() const;
-    // Writes the word as decimal text, without a line end. A file that can't be opened is
-    // passed over silently; the result tells whether the text was written.
+    // Writes the word as decimal text, without a line end, and then hands "Write Logger State: "
+    // + the word in hexadecimal to LoggerDb::loggerMessage as a routine text. A file that can't
+    // be opened is passed over silently; the result tells whether the text was written.
     bool setLoggerState(LoggerState state);
 
 private:

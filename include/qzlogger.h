@@ -28,6 +28,7 @@
 #include "LoggerLogging.h"
 #include "LoggerPerformanceCounter.h"
 #include "LoggerResult.h"
+#include "LoggerRetriedTransaction.h"
 #include "LoggerSDCard.h"
 #include "LoggerSdcState.h"
 #include "LoggerSqlite.h"

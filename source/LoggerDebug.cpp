@@ -1,6 +1,12 @@
 #include "LoggerDebug.h"
 
+#include "DefnBaseType.h"
 #include "LoggerDataItems.h"
+#include "LoggerDb.h"
+#include "LoggerFileInfo.h"
+#include "LoggerFileSystem.h"
+
+#include <QDateTime>
 
 #include <QStringList>
 #include <cmath>
@@ -196,4 +202,69 @@ QString LoggerDebug::getDataPqEventString(const DataPqEvent& event)
            getTriggerSourceString(static_cast<EnumPqEventSource>(event.triggerSource)) + QLatin1Char(' ') +
            getSystemTypeString(static_cast<EnumSystemType>(event.systemType)) + QStringLiteral(" v=") +
            getTripleFloatString(event.referenceValue, event.eventValue, event.thirdValue);
+}
+
+namespace {
+
+QString fileTimeText(const DataTimespec& utc)
+{
+    return QDateTime::fromSecsSinceEpoch(utc.tv_sec, Qt::UTC).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")) +
+           QStringLiteral("...");
+}
+
+} // namespace
+
+bool LoggerDebug::isLogEnabled()
+{
+    return LoggerDb::getInstance().isLoggingEnabled();
+}
+
+void LoggerDebug::logMessage(const QString& text)
+{
+    LoggerDb::getInstance().loggerMessage(text.toStdString(), LOGGER_MESSAGE_ROUTINE);
+}
+
+void LoggerDebug::logError(const QString& text)
+{
+    LoggerDb::getInstance().loggerMessage(text.toStdString(), LOGGER_MESSAGE_ERROR);
+}
+
+void LoggerDebug::logResultInfo(QString text, int count, timespec utc)
+{
+    if (!isLogEnabled())
+        return;
+    logMessage(text + QStringLiteral(" count=") + QString::number(count) + QStringLiteral(" utc=") + getUtcStr(utc));
+}
+
+void LoggerDebug::logUtcRange(QString text, timespec start, timespec end, bool ok)
+{
+    if (!isLogEnabled())
+        return;
+    logMessage(text + QStringLiteral(" S:") + getUtcStr(start) + QStringLiteral(" E:") + getUtcStr(end) +
+               (ok ? QStringLiteral(" ok") : QStringLiteral(" failed")));
+}
+
+void LoggerDebug::logFileInfo(std::shared_ptr<LoggerFileInfo> info, int index, LoggerMessageType type)
+{
+    QString text;
+    if (info == nullptr) {
+        text = QStringLiteral("fileInfo[") + QString::number(index) + QStringLiteral("] = nullptr");
+    } else {
+        const bool exists = LoggerFileSystem::fileExists(info.get());
+        text = QStringLiteral("File[") + QString::number(index) + QStringLiteral("](") +
+               (exists ? QStringLiteral("X") : QStringLiteral("-")) + QStringLiteral(") ") + QStringLiteral(" E:") +
+               fileTimeText(info->UtcEnd) + QStringLiteral(" S:") + fileTimeText(info->UtcStart);
+    }
+    LoggerDb::getInstance().loggerMessage(text.toStdString(), type);
+}
+
+void LoggerDebug::logBaseType(std::shared_ptr<DefnBaseType> baseType, LoggerMessageType type)
+{
+    if (baseType == nullptr || baseType->getFileListSize() == 0) {
+        LoggerDb::getInstance().loggerMessage("count=0", type);
+        return;
+    }
+    const int count = baseType->getFileListSize();
+    for (int index = 0; index < count; ++index)
+        logFileInfo(baseType->getFileInfo(index), index, type);
 }

@@ -1,5 +1,7 @@
 #include "LoggerGlobalStates.h"
 
+#include "LoggerDb.h"
+
 #include <QByteArray>
 #include <QDir>
 #include <QFile>
@@ -93,5 +95,9 @@ LoggerState LoggerGlobalStates::getLoggerState() const
 
 bool LoggerGlobalStates::setLoggerState(LoggerState state)
 {
-    return writeStateFile(kLoggerStateFileName, QByteArray::number(state, 10));
+    const bool written = writeStateFile(kLoggerStateFileName, QByteArray::number(state, 10));
+    if (written)
+        LoggerDb::getInstance().loggerMessage("Write Logger State: " + QByteArray::number(state, 16).toStdString(),
+                                              LOGGER_MESSAGE_ROUTINE);
+    return written;
 }

@@ -1,0 +1,27 @@
+#pragma once
+
+// Seams that the library's own tests use to observe and speed up what is otherwise bound to the
+// wall clock. Not installed and not part of the library's interface: only the test programs
+// include this file, by its path in the source tree. Each setter takes an empty function to
+// restore the real behaviour. Set them before the code under test runs, from the thread that
+// runs it; they are not synchronised.
+
+#include "LoggerTypes.h"
+
+#include <QDate>
+
+#include <functional>
+#include <string>
+
+// The retried transaction waits with QThread::msleep between its tries; a test of the full 501
+// tries records the waits instead of sleeping 125.751 s.
+void setRetrySleepForTesting(std::function<void(unsigned long milliseconds)> sleep);
+
+// Sees every text that the retried transaction hands to LoggerDb::loggerMessage, with its message
+// type, before it goes there. Routine texts (type 0) reach no log, so this is the only way to see
+// the numbered retry texts.
+void setRetryMessageObserverForTesting(
+    std::function<void(const std::string& text, LoggerMessageType type)> observer);
+
+// The date that LoggerDb::checkUtc takes for today, in place of the system clock's date in UTC.
+void setCurrentDateForTesting(std::function<QDate()> today);
