@@ -1,6 +1,8 @@
 #include "DefnDisturbType.h"
 
+#include "CatalogueMapping.h"
 #include "DefnFileInfoList.h"
+#include "DefnTypeQueries.h"
 
 DefnDisturbType::~DefnDisturbType() = default;
 
@@ -32,4 +34,31 @@ std::shared_ptr<LoggerFileInfo> DefnDisturbType::getFileInfo(int index) const
 QString DefnDisturbType::getConfigId() const
 {
     return ConfigId;
+}
+
+std::vector<QString> DefnDisturbType::readIds(LoggerDataType dataType)
+{
+    return DefnTypeQueries::configIds(readPtrDisturbTypes(dataType));
+}
+
+std::vector<DefnDisturbType> DefnDisturbType::readDisturbTypes(LoggerDataType dataType)
+{
+    return DefnTypeQueries::values(readPtrDisturbTypes(dataType));
+}
+
+std::vector<DefnDisturbType> DefnDisturbType::readDisturbTypes(LoggerDataType dataType,
+                                                               const QString& configId)
+{
+    return DefnTypeQueries::values(readPtrDisturbTypes(dataType, configId));
+}
+
+std::vector<std::shared_ptr<DefnDisturbType>> DefnDisturbType::readPtrDisturbTypes(LoggerDataType dataType)
+{
+    return DefnTypeQueries::byDataType<DefnDisturbType>(dataType);
+}
+
+std::vector<std::shared_ptr<DefnDisturbType>> DefnDisturbType::readPtrDisturbTypes(LoggerDataType dataType,
+                                                                                   const QString& configId)
+{
+    return DefnTypeQueries::byDataTypeAndConfigId<DefnDisturbType>(dataType, configId);
 }

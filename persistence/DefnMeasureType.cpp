@@ -1,6 +1,8 @@
 #include "DefnMeasureType.h"
 
+#include "CatalogueMapping.h"
 #include "DefnFileInfoList.h"
+#include "DefnTypeQueries.h"
 
 DefnMeasureType::~DefnMeasureType() = default;
 
@@ -37,4 +39,36 @@ double DefnMeasureType::getInterval() const
 QString DefnMeasureType::getConfigId() const
 {
     return MeasType.configId;
+}
+
+std::vector<QString> DefnMeasureType::readIds(LoggerDataType dataType)
+{
+    return DefnTypeQueries::configIds(readPtrMeasuredTypes(dataType));
+}
+
+std::vector<DefnMeasureType> DefnMeasureType::readMeasuredTypes(LoggerDataType dataType)
+{
+    return DefnTypeQueries::values(readPtrMeasuredTypes(dataType));
+}
+
+std::vector<DefnMeasureType> DefnMeasureType::readMeasuredTypes(LoggerDataType dataType,
+                                                                const QString& configId)
+{
+    return DefnTypeQueries::values(readPtrMeasuredTypes(dataType, configId));
+}
+
+std::vector<std::shared_ptr<DefnMeasureType>> DefnMeasureType::readPtrMeasuredTypes(LoggerDataType dataType)
+{
+    return DefnTypeQueries::byDataType<DefnMeasureType>(dataType);
+}
+
+std::vector<std::shared_ptr<DefnMeasureType>> DefnMeasureType::readPtrMeasuredTypes(LoggerDataType dataType,
+                                                                                    const QString& configId)
+{
+    return DefnTypeQueries::byDataTypeAndConfigId<DefnMeasureType>(dataType, configId);
+}
+
+int DefnMeasureType::countMeasuredTypes(LoggerDataType dataType)
+{
+    return DefnTypeQueries::count<DefnMeasureType>(dataType);
 }

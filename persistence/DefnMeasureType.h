@@ -4,6 +4,8 @@
 #include "DefnBaseType.h"
 #include "LoggerFileInfoTypes.h"
 
+#include <QString>
+
 #include <memory>
 #include <vector>
 
@@ -12,6 +14,19 @@ class DefnMeasureType : public DefnBaseType {
 public:
     DefnMeasureType() { mType = LoggerType::CYCLIC; }
     ~DefnMeasureType() override;
+
+    // Typed reads in the transaction that the caller holds. A data type of NONE stands for
+    // every data type. Results come in the order of the catalogue.
+    //
+    // The identification strings of the loggers of a data type, each once.
+    static std::vector<QString> readIds(LoggerDataType dataType);
+    static std::vector<DefnMeasureType> readMeasuredTypes(LoggerDataType dataType);
+    static std::vector<DefnMeasureType> readMeasuredTypes(LoggerDataType dataType, const QString& configId);
+    static std::vector<std::shared_ptr<DefnMeasureType>> readPtrMeasuredTypes(LoggerDataType dataType);
+    static std::vector<std::shared_ptr<DefnMeasureType>> readPtrMeasuredTypes(LoggerDataType dataType,
+                                                                              const QString& configId);
+    // The number of loggers of the data type.
+    static int countMeasuredTypes(LoggerDataType dataType);
 
     int getFileListSize() const override;
     void clearFileList() override;

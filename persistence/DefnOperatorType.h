@@ -3,6 +3,8 @@
 #include "DefnBaseType.h"
 #include "LoggerFileInfoTypes.h"
 
+#include <QString>
+
 #include <memory>
 #include <vector>
 
@@ -12,6 +14,16 @@ class DefnOperatorType : public DefnBaseType {
 public:
     DefnOperatorType() { mType = LoggerType::OPERATOR; }
     ~DefnOperatorType() override;
+
+    // Typed reads in the transaction that the caller holds. A data type of NONE stands for
+    // every data type. Results come in the order of the catalogue.
+    static std::vector<DefnOperatorType> readOperatorTypes(LoggerDataType dataType);
+    static std::vector<std::shared_ptr<DefnOperatorType>> readPtrOperatorTypes(LoggerDataType dataType);
+    // The operator log has no identification string of its own; its loggers answer to
+    // kConfigId. The result holds it once if any operator log is catalogued.
+    static std::vector<QString> readIds();
+
+    static constexpr const char* kConfigId = "operator";
 
     int getFileListSize() const override;
     void clearFileList() override;

@@ -1,6 +1,8 @@
 #include "DefnPqEventType.h"
 
+#include "CatalogueMapping.h"
 #include "DefnFileInfoList.h"
+#include "DefnTypeQueries.h"
 
 DefnPqEventType::~DefnPqEventType() = default;
 
@@ -32,4 +34,31 @@ std::shared_ptr<LoggerFileInfo> DefnPqEventType::getFileInfo(int index) const
 QString DefnPqEventType::getConfigId() const
 {
     return ConfigId;
+}
+
+std::vector<QString> DefnPqEventType::readIds(LoggerDataType dataType)
+{
+    return DefnTypeQueries::configIds(readPtrPqEventTypes(dataType));
+}
+
+std::vector<DefnPqEventType> DefnPqEventType::readPqEventTypes(LoggerDataType dataType)
+{
+    return DefnTypeQueries::values(readPtrPqEventTypes(dataType));
+}
+
+std::vector<DefnPqEventType> DefnPqEventType::readPqEventTypes(LoggerDataType dataType,
+                                                               const QString& configId)
+{
+    return DefnTypeQueries::values(readPtrPqEventTypes(dataType, configId));
+}
+
+std::vector<std::shared_ptr<DefnPqEventType>> DefnPqEventType::readPtrPqEventTypes(LoggerDataType dataType)
+{
+    return DefnTypeQueries::byDataType<DefnPqEventType>(dataType);
+}
+
+std::vector<std::shared_ptr<DefnPqEventType>> DefnPqEventType::readPtrPqEventTypes(LoggerDataType dataType,
+                                                                                   const QString& configId)
+{
+    return DefnTypeQueries::byDataTypeAndConfigId<DefnPqEventType>(dataType, configId);
 }

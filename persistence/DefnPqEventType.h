@@ -3,6 +3,8 @@
 #include "DefnBaseType.h"
 #include "LoggerFileInfoTypes.h"
 
+#include <QString>
+
 #include <memory>
 #include <vector>
 
@@ -11,6 +13,17 @@ class DefnPqEventType : public DefnBaseType {
 public:
     DefnPqEventType() { mType = LoggerType::PQEVENT; }
     ~DefnPqEventType() override;
+
+    // Typed reads in the transaction that the caller holds. A data type of NONE stands for
+    // every data type. Results come in the order of the catalogue.
+    //
+    // The identification strings of the loggers of a data type, each once.
+    static std::vector<QString> readIds(LoggerDataType dataType);
+    static std::vector<DefnPqEventType> readPqEventTypes(LoggerDataType dataType);
+    static std::vector<DefnPqEventType> readPqEventTypes(LoggerDataType dataType, const QString& configId);
+    static std::vector<std::shared_ptr<DefnPqEventType>> readPtrPqEventTypes(LoggerDataType dataType);
+    static std::vector<std::shared_ptr<DefnPqEventType>> readPtrPqEventTypes(LoggerDataType dataType,
+                                                                             const QString& configId);
 
     int getFileListSize() const override;
     void clearFileList() override;
