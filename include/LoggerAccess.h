@@ -1,0 +1,271 @@
+#pragma once
+
+#include "DefnBaseType.h"
+#include "LoggerFileInfo.h"
+#include "LoggerHeader.h"
+#include "LoggerMemoryInterface.h"
+#include "LoggerTypes.h"
+#include "TrackObject.h"
+
+#include <QFile>
+#include <QMutex>
+#include <QString>
+
+#include <cstdint>
+#include <ctime>
+#include <memory>
+#include <string>
+#include <vector>
+
+struct DataMeasType;
+
+// The bridge of one logger between the write engine and the two places where its data lives:
+// the catalogue (through DefnTypePersistance and FileInfoPersistance) and the data file being
+// written (through LoggerFileSystem and the one QFile held here). It holds what the logger writes
+// to right now, the current base type with its file list and the current file info, and keeps
+// that in-memory copy in step with the catalogue.
+//
+// A logger owns its access object in a shared pointer; other parts of the store may hold a
+// second reference, so that the eviction of another logger's write can reach it.
+//
+// Threads and locks. mSaveAccess (getSaveAccess()) serialises all work on this logger; the write
+// engine takes it for the whole of a write. The lock order is mSaveAccess first, the mutex of
+// LoggerDb second; the catalogue is only reached through retried transactions, which take the
+// latter. Operations that may be entered while the current objects change work on copies of the
+// shared pointers.
+//
+// Failures are reported by results and the log; nothing here throws on a catalogue failure.
+// The data file is open only between openCurrentFile and the next writeDatas or updateDatas,
+// both of which close it again, so that a power failure finds it closed.
+class LoggerAccess : public TrackObject {
+public:
+    // Every data file begins with a header of this size.
+    static constexpr int kHeaderSize = kLoggerHeaderSize;
+
+    // dataBlockSize is the size of one item in bytes.
+    LoggerAccess(LoggerType loggerType, LoggerDataType loggerDataType, int dataBlockSize);
+    ~LoggerAccess() override;
+    LoggerAccess(const LoggerAccess&) = delete;
+    LoggerAccess& operator=(const LoggerAccess&) = delete;
+
+    // --- plain state
+
+    std::shared_ptr<LoggerFileInfo> getCurrentFileInfo();
+    std::shared_ptr<DefnBaseType> getCurrentBaseType();
+    void setCurrentFileInfo(std::shared_ptr<LoggerFileInfo> fileInfo);
+    void setCurrentBaseType(std::shared_ptr<DefnBaseType> baseType);
+    bool isCurrentFileInfoNull();
+    bool isCurrentBaseTypeNull();
+
+    // Time ranges of the current file and the current type. The getters return zero, the
+    // setters do nothing, where the object is missing. getCurrentUtcStart and getCurrentUtcEnd
+    // are those of the current file.
+    timespec getCurrentUtcStart();
+    timespec getCurrentUtcEnd();
+    timespec getCurrentBaseTypeUtcStart();
+    timespec getCurrentBaseTypeUtcEnd();
+    void setCurrentBaseTypeUtcStart(timespec utc);
+    void setCurrentBaseTypeUtcEnd(timespec utc);
+    timespec getCurrentFileInfoUtcStart();
+    timespec getCurrentFileInfoUtcEnd();
+    void setCurrentFileInfoUtcStart(timespec utc);
+    void setCurrentFileInfoUtcEnd(timespec utc);
+    void setFileInfoUtcStart(timespec utc, std::shared_ptr<LoggerFileInfo> fileInfo);
+    void setFileInfoUtcEnd(timespec utc, std::shared_ptr<LoggerFileInfo> fileInfo);
+    // -1 without a current file.
+    int getCurrentFileInfoId();
+    // False without a current file.
+    bool getCurrentFileInfoFirstDataItem();
+    void setCurrentFileInfoFirstDataItem(bool firstDataItem);
+
+    LoggerType getLoggerType();
+    LoggerDataType getLoggerDataType();
+    int getDataBlockSize() const;
+    // The recursive mutex that serialises all work on this logger.
+    QMutex* getSaveAccess();
+
+    // The base type's Id, -1 without a type.
+    int getId();
+    // The seconds of the current file's UtcStart, -1 without a file.
+    int getFileTime();
+    // The current file's size as the writer knows it, -1 without a file.
+    int getFilePosition();
+    // The number of files of the type, 0 without a type.
+    int getFileListSize();
+    // The identification of the type, empty without a type.
+    QString getConfigId();
+    // True when both UtcStart and UtcEnd of the type are all zero (and without a type).
+    bool isCurrentBaseTypeZeroRange();
+    // Does the current file hold items of this logger's size? False without a file.
+    bool checkCurrentDataBlockSize();
+    // The local calendar date and time counted as seconds since 1970-01-01, nanoseconds 0: the
+    // creation stamp of a logger's first file.
+    static timespec getCurrentTime();
+
+    // State that the write engine works with.
+    QFile& getFile();
+    int getSubType() const;
+    void setSubType(int subType);
+    int getBaseTypeId() const;
+    double getLoggerInterval() const;
+    bool isNewBaseTypeRange() const;
+    void setNewBaseTypeRange(bool newBaseTypeRange);
+    int getCurrentFileSize() const;
+    int getUniqueId() const;
+    void setUniqueId(int uniqueId);
+    // The byte position at which the last write began, where updateDatas rewrites.
+    int getLastWritePosition() const;
+    void setLastWritePosition(int position);
+    float getScaleVoltage() const;
+    float getScaleCurrent() const;
+    void setScales(float scaleVoltage, float scaleCurrent);
+    int64_t getBytesWritten() const;
+    QString getProcessName() const;
+    // Whether the eviction has already logged that this logger holds only one file.
+    bool isOnlyOneFileLogged() const;
+    void setOnlyOneFileLogged(bool logged);
+
+    // --- lifecycle
+
+    // clearStates, then every plain member to 0 or false and both scales to 1.0.
+    void reset();
+    // Forgets base type and file info: the type's file list is cleared and both get Id -1 (the
+    // file info also its first-data-item flag) before they are let go, so that other holders of
+    // them see them as gone. mNewBaseTypeRange becomes true.
+    void clearStates();
+
+    // --- base type and files
+
+    // Builds the in-memory type of a new logger, not yet stored: the class follows the logger
+    // type; a measure type takes the whole description, an event, PQ-event or disturbance type
+    // the identification only. Id -1, zero range. A type that can't be made leaves none.
+    void createCurrentBaseType(QString& idString, DataMeasType& measType);
+    // Reads type and file anew from the catalogue, in a retried transaction of its own.
+    bool readCurrentBaseType(const std::string& description);
+    // The same inside the caller's transaction, which must exist.
+    bool readCurrentDatas();
+    // One type with its file list; null when it can't be read or the database is down.
+    std::shared_ptr<DefnBaseType> readBaseType(int id, const std::string& description);
+    // One file info by Id; null when it can't be read or the database is down.
+    std::shared_ptr<LoggerFileInfo> readFileInfo(int id, const std::string& description);
+    // Takes UtcStart and UtcEnd of the file info from the first and last item of its file; a file
+    // without items leaves them as they are.
+    void readFileInfo(std::shared_ptr<LoggerFileInfo> fileInfo);
+    void readCurrentFileInfo();
+    // Makes the newest of the types current, read anew with its file list, and selects its
+    // newest file. The newest is the one with the latest UtcStart seconds; on a tie the earlier
+    // one in the vector.
+    void getNewestBaseType(std::vector<DefnBaseType>& baseTypes, const std::string& description);
+    // Makes the newest file of the list current. A file without items (UtcStart zero in the list
+    // and in the file) is taken at once: it is a file just begun. Otherwise the latest UtcStart
+    // seconds win, the earlier one in the list on a tie. Without type or files there is none.
+    void getNewestFileInfo();
+    // The file with the earliest UtcStart seconds; null without a type.
+    std::shared_ptr<LoggerFileInfo> getOldestFileInfo();
+    // Its place in the list, by seconds and then nanoseconds; -1 for an empty list.
+    int getOldestFileIndex();
+    // The file of the list with this Id; null where the list has none.
+    std::shared_ptr<LoggerFileInfo> getFileInfo(int id);
+    // The place of the current file in the list, -1 where it is not in it.
+    int getCurrentFileIndex();
+    // True unless a file of the list was created (UtcCreated seconds) after the current one.
+    bool isCurrentNewestFileInfo();
+    // Type and file are set and the file is in the type's list.
+    bool isValid();
+    // How many files of the list exist on the card.
+    int getNumExistingFiles();
+    // Sets the type's range from those of its files that hold items.
+    void getFilesTimeRange();
+    // The earliest UtcStart and latest UtcEnd over the type's files.
+    void getUtcRange(timespec& start, timespec& end);
+    // Makes the file current and appends it to the type's list; false without either.
+    bool appendCurrentFileInfo(std::shared_ptr<LoggerFileInfo> fileInfo);
+    // Stores the interval, for a measure type also into its description.
+    void setLoggerInterval(double interval);
+    // Starts a file info for a further file created at time, with this logger's kind and size.
+    void initCurrentFileInfo(timespec time);
+
+    // --- files
+
+    // The first file of a logger: makes the file info, stores the type (unless alreadyPersisted),
+    // creates the file and stores file and link, and charges the header to the quota. With
+    // zeroCreated the file's creation time is 0.
+    bool persistBaseType(bool alreadyPersisted, int dataBlockSize, const std::string& description,
+                         bool zeroCreated);
+    // A further file: the current file info must have been started (initCurrentFileInfo). The
+    // file at currentIndex gets its UtcEnd = time; a negative index leaves all earlier files.
+    // A time of zero seconds creates nothing.
+    bool createNewFile(timespec time, int currentIndex);
+    // Creates the current file anew, with a fresh header, where it vanished from the card, and
+    // puts it back into the list where the list lost it.
+    bool createCurrentFileIfNotExists();
+    // Opens the current file, positioned behind its last whole item.
+    bool openCurrentFile(bool write);
+    // Both scales from the header of the current file.
+    bool readHeaderParameters(float& scaleVoltage, float& scaleCurrent);
+    // Appends numBytes (numItems items) to the open file, then closes it. Fails, and changes
+    // neither sizes nor unique id, where the file is not open or the write fails.
+    bool writeDatas(const char* data, int numItems, int numBytes);
+    // Rewrites at the position where the last write began, or at the given position (which
+    // becomes that position), then closes the file. The outcome of the write is not checked.
+    bool updateDatas(const char* data, int numBytes);
+    bool updateDatas(const char* data, int numBytes, int position);
+    // Charges the quota. removed comes back false when the charge cost this logger its current
+    // file; the type and file are then read anew from the catalogue.
+    std::shared_ptr<LoggerFileInfo> addDataSize(int size, bool check, bool& removed, timespec time);
+
+    // --- catalogue
+
+    // Stores current file and type; first reloads them where another logger changed the type.
+    bool updateCurrentDatas(const std::string& description);
+    // Stores the current file info and the type.
+    bool updateDatabaseEntities();
+    // Stores every file info of the list and the type.
+    bool updateAllDatabaseEntities();
+    // Reloads the type after the catalogue changed behind this object. True only when no file
+    // remained and, with createIfEmpty, a first file was begun anew (whatever that gave): a
+    // caller reads it as the news that a new file was started, not as success.
+    bool readDatabaseChanges(bool createIfEmpty);
+    // Removes the file of this Id from the list, the catalogue and the card; false where the
+    // list has no such file.
+    bool removeFileInfo(int id);
+    // Removes the file at index from card, list and catalogue and credits its bytes.
+    bool removeFileAndUpdate(int index);
+    // Removes the list entries whose files are gone; nothing while no file exists at all.
+    bool removeNonExistingFileInfos();
+    // The same for every file but the current one, in one retried transaction.
+    bool removeMissingFileEntries();
+    // Deletes the current type, or the given one, from the catalogue (its files stay).
+    bool deleteDatas(const std::string& description);
+    bool deleteDatas(const std::string& description, std::shared_ptr<DefnBaseType> baseType);
+    // Deletes every type of this logger's kind with this identification. An empty identification
+    // stands for every logger of the kind.
+    bool deleteAllDatas(const QString& idString, const std::string& description);
+
+private:
+    void closeFileIfOpen();
+
+    int mSubType = 0;
+    int mBaseTypeId = 0;
+    double mLoggerInterval = 0.0;
+    QFile mFile;
+    bool mNewBaseTypeRange = true;
+    int mCurrentFileSize = 0;
+    LoggerMemoryInterface mMemory;
+    int mUniqueId = 0;
+    int mFilePosition = 0;
+    bool mOnlyOneFileLogged = false;
+    float mScaleVoltage = 1.0f;
+    float mScaleCurrent = 1.0f;
+    std::shared_ptr<DefnBaseType> mCurrentBaseType;
+    std::shared_ptr<LoggerFileInfo> mCurrentFileInfo;
+    QString mProcessName;
+    QMutex mSaveAccess{QMutex::Recursive};
+    QMutex mUnusedMutex; // made with the object and never locked
+    LoggerType mLoggerType;
+    LoggerDataType mLoggerDataType;
+    int mDataBlockSize;
+    int64_t mBytesWritten = 0;
+};
+
+using PtrLoggerAccess = std::shared_ptr<LoggerAccess>;

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "LoggerTypes.h"
+
+// The keeper of the quota accounts, one per family of loggers (LoggerType, LoggerDataType).
+// Loggers reach it through LoggerMemoryInterface; the few operations that the file side calls
+// directly are static here.
+class LoggerMemoryManager {
+public:
+    LoggerMemoryManager() = delete;
+
+    // Credits the family's account with the bytes of a file that was deleted and counts the
+    // deleted file. No accounts are kept yet: this does nothing.
+    static void subtractDeletedSize(LoggerType type, LoggerDataType dataType, int size);
+};

@@ -1,0 +1,10 @@
+#include "LoggerMemoryInterface.h"
+
+LoggerMemoryInterface::~LoggerMemoryInterface() = default;
+
+PtrLoggerFileInfo LoggerMemoryInterface::addDataSize(LoggerType, LoggerDataType, int, QFile*, bool,
+                                                     bool& removed, timespec)
+{
+    removed = true;
+    return nullptr;
+}

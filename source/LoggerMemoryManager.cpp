@@ -1,0 +1,5 @@
+#include "LoggerMemoryManager.h"
+
+void LoggerMemoryManager::subtractDeletedSize(LoggerType, LoggerDataType, int)
+{
+}
