@@ -43,6 +43,7 @@
 #include "LoggerState.h"
 #include "LoggerStateMachine.h"
 #include "LoggerTimeStamp.h"
+#include "LoggerTimer.h"
 #include "LoggerTypes.h"
 #include "NonVolatileInterface.h"
 #include "ProcessInfo.h"
