@@ -49,7 +49,8 @@ struct BenchFile {
             items[i].value = static_cast<float>(i);
         }
         file.open(QIODevice::Append);
-        file.write(reinterpret_cast<const char*>(items.data()), static_cast<qint64>(items.size()) * kBlockSize);
+        file.write(reinterpret_cast<const char*>(items.data()),
+                   static_cast<qint64>(items.size()) * kBlockSize);
         file.close();
         path = LoggerFileSystem::getFullFileName(&info).toStdString();
 
@@ -101,7 +102,8 @@ void BM_GetUtcPosition(benchmark::State& state)
         benchmark::DoNotOptimize(LoggerFileSystem::getUtcPosition(&file.info, utc, kBlockSize, true));
         ++calls;
     }
-    const double readsPerSearch = static_cast<double>(readSyscalls() - readsBefore) / static_cast<double>(calls);
+    const double readsPerSearch =
+        static_cast<double>(readSyscalls() - readsBefore) / static_cast<double>(calls);
     state.counters["reads"] = readsPerSearch;
     state.counters["bound"] = std::log2(static_cast<double>(kFileItems)) + 3.0;
 }
@@ -147,8 +149,8 @@ void BM_ReadData(benchmark::State& state)
     end.tv_sec += kRangeItems - 1;
     int firstItemIndex = 0;
     for (auto _ : state) {
-        const int bytes = LoggerFileSystem::readData(&file.info, start, end, -1, kBlockSize,
-                                                     buffer.data(), firstItemIndex);
+        const int bytes =
+            LoggerFileSystem::readData(&file.info, start, end, -1, kBlockSize, buffer.data(), firstItemIndex);
         if (bytes != static_cast<int>(buffer.size()))
             state.SkipWithError("readData returned a wrong size");
         benchmark::ClobberMemory();

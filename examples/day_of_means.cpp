@@ -16,7 +16,7 @@ namespace {
 
 constexpr int kIntervalSeconds = 3;
 constexpr int kItemsPerDay = 86400 / kIntervalSeconds;
-constexpr int kItemsPerBlock = 100; // the writer appends a block at a time
+constexpr int kItemsPerBlock = 100;      // the writer appends a block at a time
 constexpr time_t kDayStart = 1782864000; // 2026-07-01 00:00:00 UTC
 
 timespec at(time_t seconds)
@@ -87,7 +87,8 @@ int main(int argc, char** argv)
     const int upper = LoggerFileSystem::getUtcPosition(&info, between, info.DataBlockSize, true);
     const int lower = LoggerFileSystem::getUtcPosition(&info, between, info.DataBlockSize, false);
     std::printf("12:00:00.5 lies between item %d and item %d\n",
-                (lower - info.HeaderSize) / info.DataBlockSize, (upper - info.HeaderSize) / info.DataBlockSize);
+                (lower - info.HeaderSize) / info.DataBlockSize,
+                (upper - info.HeaderSize) / info.DataBlockSize);
 
     // One hour from noon on: 1200 items, read straight into a result.
     const timespec end = at(kDayStart + 13 * 3600 - 1);

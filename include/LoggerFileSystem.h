@@ -42,8 +42,8 @@ public:
     static bool removeFile(const LoggerFileInfo* info);
     static bool fileExists(LoggerFileInfo* info);
     static void createFileUuid(LoggerFileInfo& info);
-    static void initFileInfo(timespec created, LoggerType type, LoggerDataType dataType,
-                             int blockSize, LoggerFileInfo* info);
+    static void initFileInfo(timespec created, LoggerType type, LoggerDataType dataType, int blockSize,
+                             LoggerFileInfo* info);
     static time_t getTimeStamp(int year, int month, int day, int hour);
     static int getBiggestFolderNumber(const QString& path);
     static void getNewestDate(int& year, int& month, int& day);
@@ -54,11 +54,10 @@ public:
     static QString getLastError();
 
     // Inside a file. `file` is the writer's own open-file object.
-    static bool createFile(LoggerFileInfo* info, QFile& file, int baseTypeId, int headerWord,
-                           int uniqueId, float parameter1, float parameter2);
-    static bool openFile(LoggerFileInfo* info, QFile& file, int itemIndex, int baseTypeId,
-                         bool create, int headerWord, int uniqueId, float& parameter1,
-                         float& parameter2);
+    static bool createFile(LoggerFileInfo* info, QFile& file, int baseTypeId, int headerWord, int uniqueId,
+                           float parameter1, float parameter2);
+    static bool openFile(LoggerFileInfo* info, QFile& file, int itemIndex, int baseTypeId, bool create,
+                         int headerWord, int uniqueId, float& parameter1, float& parameter2);
     static bool readHeader(QFile& file, LoggerHeader& header);
     static bool readHeader(LoggerFileInfo* info, LoggerHeader& header);
     static bool updateData(QFile& file, LoggerFileInfo* info, char* data, int size, int position);
@@ -70,19 +69,17 @@ public:
 
     // Binary search by time: the byte offset of an item, or -1 for a file without items.
     static int getUtcPosition(LoggerFileInfo* info, timespec utc, int blockSize, bool upper);
-    static int getBufferSize(LoggerFileInfo* info, timespec start, timespec end, int maxItems,
-                             int blockSize);
-    static int getNumItems(LoggerFileInfo* info, timespec start, timespec end, int maxItems,
-                           int blockSize);
+    static int getBufferSize(LoggerFileInfo* info, timespec start, timespec end, int maxItems, int blockSize);
+    static int getNumItems(LoggerFileInfo* info, timespec start, timespec end, int maxItems, int blockSize);
     static int getEventBufferSize(LoggerFileInfo* info, int count, timespec utc, int blockSize);
     static bool readUtcRange(LoggerFileInfo* info, timespec& first, timespec& last, int unused = 0);
-    static int readData(LoggerFileInfo* info, timespec start, timespec end, int maxItems,
-                        int blockSize, char* buffer, int& firstItemIndex);
-    static int readSingleDataElements(LoggerFileInfo* info, timespec start, timespec end,
-                                      int maxItems, int blockSize, int elementOffset,
-                                      int elementSize, char* buffer, int& firstItemIndex);
-    static int readEventData(LoggerFileInfo* info, int firstItem, timespec end, int blockSize,
-                             int maxItems, char* buffer, int& firstItemIndex);
+    static int readData(LoggerFileInfo* info, timespec start, timespec end, int maxItems, int blockSize,
+                        char* buffer, int& firstItemIndex);
+    static int readSingleDataElements(LoggerFileInfo* info, timespec start, timespec end, int maxItems,
+                                      int blockSize, int elementOffset, int elementSize, char* buffer,
+                                      int& firstItemIndex);
+    static int readEventData(LoggerFileInfo* info, int firstItem, timespec end, int blockSize, int maxItems,
+                             char* buffer, int& firstItemIndex);
 
     // Time spent in the writer's file writes.
     static LoggerPerformanceCounter mWritePerformance;

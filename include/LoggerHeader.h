@@ -8,15 +8,15 @@ constexpr int32_t kLoggerHeaderVersion = 1;
 
 // The 44 bytes at the start of every data file, little-endian, each field 4 bytes wide.
 struct LoggerHeader {
-    int32_t version;        // 1 when written; no reader checks it
+    int32_t version; // 1 when written; no reader checks it
     int32_t reserved[2];
-    int32_t utcCreatedSec;  // UtcCreated of the file info
+    int32_t utcCreatedSec; // UtcCreated of the file info
     int32_t utcCreatedNsec;
-    int32_t dataType;       // LoggerDataType
-    int32_t baseTypeId;     // Id of the DefnBaseType row that owns the file
-    int32_t headerWord;     // in a HARMONICS file: 0 for 51 orders, 1 for 41
-    int32_t uniqueId;       // running number of the file's first item within its logger
-    float Parameter1;       // scales of the content (voltage scale of SAMPLES16, ...)
+    int32_t dataType;   // LoggerDataType
+    int32_t baseTypeId; // Id of the DefnBaseType row that owns the file
+    int32_t headerWord; // in a HARMONICS file: 0 for 51 orders, 1 for 41
+    int32_t uniqueId;   // running number of the file's first item within its logger
+    float Parameter1;   // scales of the content (voltage scale of SAMPLES16, ...)
     float Parameter2;
 };
 

@@ -48,12 +48,10 @@ uint qHash(const LoggerKey& key, uint seed = 0);
 uint qHash(const LoggerTypeStruct& key, uint seed = 0);
 
 namespace std {
-template <>
-struct hash<LoggerKey> {
+template <> struct hash<LoggerKey> {
     size_t operator()(const LoggerKey& key) const { return key.hashValue(); }
 };
-template <>
-struct hash<LoggerTypeStruct> {
+template <> struct hash<LoggerTypeStruct> {
     size_t operator()(const LoggerTypeStruct& key) const { return key.hashValue(); }
 };
 } // namespace std

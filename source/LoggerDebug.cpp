@@ -59,18 +59,12 @@ QString LoggerDebug::getMilliSecondsStr(timespec utc)
 QString LoggerDebug::getLoggerTypeString(LoggerType type)
 {
     switch (type) {
-    case LoggerType::NONE:
-        return QStringLiteral("NONE");
-    case LoggerType::CYCLIC:
-        return QStringLiteral("CYCLIC");
-    case LoggerType::EVENT:
-        return QStringLiteral("EVENT");
-    case LoggerType::PQEVENT:
-        return QStringLiteral("PQEVENT");
-    case LoggerType::DISTURB:
-        return QStringLiteral("DISTURB");
-    case LoggerType::OPERATOR:
-        return QStringLiteral("OPERATOR");
+    case LoggerType::NONE: return QStringLiteral("NONE");
+    case LoggerType::CYCLIC: return QStringLiteral("CYCLIC");
+    case LoggerType::EVENT: return QStringLiteral("EVENT");
+    case LoggerType::PQEVENT: return QStringLiteral("PQEVENT");
+    case LoggerType::DISTURB: return QStringLiteral("DISTURB");
+    case LoggerType::OPERATOR: return QStringLiteral("OPERATOR");
     }
     return QStringLiteral("UNKNOWN");
 }
@@ -208,7 +202,8 @@ namespace {
 
 QString fileTimeText(const DataTimespec& utc)
 {
-    return QDateTime::fromSecsSinceEpoch(utc.tv_sec, Qt::UTC).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")) +
+    return QDateTime::fromSecsSinceEpoch(utc.tv_sec, Qt::UTC)
+               .toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")) +
            QStringLiteral("...");
 }
 
@@ -233,7 +228,8 @@ void LoggerDebug::logResultInfo(QString text, int count, timespec utc)
 {
     if (!isLogEnabled())
         return;
-    logMessage(text + QStringLiteral(" count=") + QString::number(count) + QStringLiteral(" utc=") + getUtcStr(utc));
+    logMessage(text + QStringLiteral(" count=") + QString::number(count) + QStringLiteral(" utc=") +
+               getUtcStr(utc));
 }
 
 void LoggerDebug::logUtcRange(QString text, timespec start, timespec end, bool ok)
@@ -252,8 +248,9 @@ void LoggerDebug::logFileInfo(std::shared_ptr<LoggerFileInfo> info, int index, L
     } else {
         const bool exists = LoggerFileSystem::fileExists(info.get());
         text = QStringLiteral("File[") + QString::number(index) + QStringLiteral("](") +
-               (exists ? QStringLiteral("X") : QStringLiteral("-")) + QStringLiteral(") ") + QStringLiteral(" E:") +
-               fileTimeText(info->UtcEnd) + QStringLiteral(" S:") + fileTimeText(info->UtcStart);
+               (exists ? QStringLiteral("X") : QStringLiteral("-")) + QStringLiteral(") ") +
+               QStringLiteral(" E:") + fileTimeText(info->UtcEnd) + QStringLiteral(" S:") +
+               fileTimeText(info->UtcStart);
     }
     LoggerDb::getInstance().loggerMessage(text.toStdString(), type);
 }

@@ -9,8 +9,8 @@
 #include <log4cxx/logger.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <unistd.h>
 
@@ -65,8 +65,8 @@ public:
     {
         qint64 done = 0;
         while (done < length) {
-            const ssize_t result = ::pread(mFile.handle(), buffer + done,
-                                           static_cast<size_t>(length - done), position + done);
+            const ssize_t result =
+                ::pread(mFile.handle(), buffer + done, static_cast<size_t>(length - done), position + done);
             if (result < 0) {
                 if (errno == EINTR)
                     continue;
@@ -87,7 +87,8 @@ public:
     int uniqueId()
     {
         int32_t uniqueId = -1;
-        if (!mOpen || read(kUniqueIdOffset, reinterpret_cast<char*>(&uniqueId), sizeof(uniqueId)) != sizeof(uniqueId))
+        if (!mOpen ||
+            read(kUniqueIdOffset, reinterpret_cast<char*>(&uniqueId), sizeof(uniqueId)) != sizeof(uniqueId))
             return -1;
         return uniqueId;
     }
@@ -119,8 +120,7 @@ struct ItemRange {
 
 // The shared range rule: from the first item at or after start to the last item at or before
 // end, in whole items, cut to maxItems.
-ItemRange getItemRange(DataFileReader& reader, timespec start, timespec end, int maxItems,
-                       int blockSize)
+ItemRange getItemRange(DataFileReader& reader, timespec start, timespec end, int maxItems, int blockSize)
 {
     ItemRange range{};
     range.startPosition = reader.utcPosition(start, blockSize, true);
@@ -169,8 +169,7 @@ int LoggerFileSystem::getDataItemSize(LoggerDataType dataType, int flag)
     // A disturbance logger takes its block size from its typed class; no file may be made
     // from this 0.
     case LoggerDataType::DISTURB:
-    case LoggerDataType::NONE:
-        return 0;
+    case LoggerDataType::NONE: return 0;
     }
     return 0;
 }
@@ -236,8 +235,8 @@ QString LoggerFileSystem::getFullDayFolderPath(int year, int month, int day)
 
 QString LoggerFileSystem::getFullWeekFolderPath(int year, int week)
 {
-    return mInstance.mPath + QLatin1Char('/') + QString::number(year) + QStringLiteral("/KW")
-           + QString::number(week);
+    return mInstance.mPath + QLatin1Char('/') + QString::number(year) + QStringLiteral("/KW") +
+           QString::number(week);
 }
 
 namespace {
@@ -254,9 +253,9 @@ bool localCreationTime(const LoggerFileInfo* info, tm& local, int& milliseconds)
     epoch.tm_mday = 1;
     epoch.tm_isdst = -1;
     const time_t localEpoch = mktime(&epoch);
-    const int64_t sinceEpochMs = static_cast<int64_t>(localEpoch) * 1000
-                                 + static_cast<int64_t>(info->UtcCreated.tv_sec) * 1000
-                                 + info->UtcCreated.tv_nsec / 1000000;
+    const int64_t sinceEpochMs = static_cast<int64_t>(localEpoch) * 1000 +
+                                 static_cast<int64_t>(info->UtcCreated.tv_sec) * 1000 +
+                                 info->UtcCreated.tv_nsec / 1000000;
     int64_t seconds = sinceEpochMs / 1000;
     int64_t remainder = sinceEpochMs % 1000;
     if (remainder < 0) {
@@ -290,10 +289,9 @@ QString LoggerFileSystem::getFullFileName(const LoggerFileInfo* info)
     int milliseconds = 0;
     localCreationTime(info, local, milliseconds);
     // The guid halves are written without leading zeros, so a name cannot be split back.
-    return getFullDayFolderPath(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday) + QLatin1Char('/')
-           + loggerDataTypeString(info->DataType)
-           + QString::number(info->GuidLow, 16).toUpper()
-           + QString::number(info->GuidHigh, 16).toUpper() + QStringLiteral(".bin");
+    return getFullDayFolderPath(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday) + QLatin1Char('/') +
+           loggerDataTypeString(info->DataType) + QString::number(info->GuidLow, 16).toUpper() +
+           QString::number(info->GuidHigh, 16).toUpper() + QStringLiteral(".bin");
 }
 
 bool LoggerFileSystem::createFolder(int year, int month, int day)
@@ -357,16 +355,16 @@ void LoggerFileSystem::createFileUuid(LoggerFileInfo& info)
     const QByteArray bytes = QUuid::createUuid().toRfc4122();
     const auto* data = reinterpret_cast<const unsigned char*>(bytes.constData());
     auto littleEndianWord = [data](int offset) {
-        return static_cast<uint32_t>(data[offset]) | (static_cast<uint32_t>(data[offset + 1]) << 8)
-               | (static_cast<uint32_t>(data[offset + 2]) << 16)
-               | (static_cast<uint32_t>(data[offset + 3]) << 24);
+        return static_cast<uint32_t>(data[offset]) | (static_cast<uint32_t>(data[offset + 1]) << 8) |
+               (static_cast<uint32_t>(data[offset + 2]) << 16) |
+               (static_cast<uint32_t>(data[offset + 3]) << 24);
     };
     info.GuidLow = littleEndianWord(8);
     info.GuidHigh = littleEndianWord(12);
 }
 
-void LoggerFileSystem::initFileInfo(timespec created, LoggerType type, LoggerDataType dataType,
-                                    int blockSize, LoggerFileInfo* info)
+void LoggerFileSystem::initFileInfo(timespec created, LoggerType type, LoggerDataType dataType, int blockSize,
+                                    LoggerFileInfo* info)
 {
     if (info == nullptr)
         return;
@@ -391,8 +389,7 @@ int LoggerFileSystem::getBiggestFolderNumber(const QString& path)
 {
     // Names that are no numbers count as 0, so KW folders and foreign folders never win.
     int biggest = 0;
-    const QStringList entries =
-        QDir(path).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::NoSort);
+    const QStringList entries = QDir(path).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::NoSort);
     for (const QString& entry : entries)
         biggest = std::max(biggest, entry.toInt(nullptr, 10));
     return biggest;
@@ -448,17 +445,16 @@ bool setFileName(QFile& file, const LoggerFileInfo* info)
     if (file.fileName() == newName)
         return false;
     if (!file.fileName().isEmpty())
-        LoggerFileSystem::setLastError(QStringLiteral("ATTENSION: Filename change from '")
-                                       + file.fileName() + QStringLiteral("' to '") + newName
-                                       + QStringLiteral("'"));
+        LoggerFileSystem::setLastError(QStringLiteral("ATTENSION: Filename change from '") + file.fileName() +
+                                       QStringLiteral("' to '") + newName + QStringLiteral("'"));
     file.setFileName(newName);
     return true;
 }
 
 } // namespace
 
-bool LoggerFileSystem::createFile(LoggerFileInfo* info, QFile& file, int baseTypeId,
-                                  int headerWord, int uniqueId, float parameter1, float parameter2)
+bool LoggerFileSystem::createFile(LoggerFileInfo* info, QFile& file, int baseTypeId, int headerWord,
+                                  int uniqueId, float parameter1, float parameter2)
 {
     if (info == nullptr)
         return false;
@@ -500,9 +496,8 @@ bool LoggerFileSystem::createFile(LoggerFileInfo* info, QFile& file, int baseTyp
     return true;
 }
 
-bool LoggerFileSystem::openFile(LoggerFileInfo* info, QFile& file, int itemIndex, int baseTypeId,
-                                bool create, int headerWord, int uniqueId, float& parameter1,
-                                float& parameter2)
+bool LoggerFileSystem::openFile(LoggerFileInfo* info, QFile& file, int itemIndex, int baseTypeId, bool create,
+                                int headerWord, int uniqueId, float& parameter1, float& parameter2)
 {
     if (info == nullptr)
         return false;
@@ -541,9 +536,8 @@ bool LoggerFileSystem::openFile(LoggerFileInfo* info, QFile& file, int itemIndex
 
     // A torn last item is not removed, only passed over: the next write overwrites it.
     const qint64 numItems = (size - headerSize) / blockSize;
-    const qint64 position = itemIndex >= 0
-                                ? headerSize + static_cast<qint64>(itemIndex) * blockSize
-                                : headerSize + numItems * blockSize;
+    const qint64 position = itemIndex >= 0 ? headerSize + static_cast<qint64>(itemIndex) * blockSize
+                                           : headerSize + numItems * blockSize;
     const bool seeked = file.seek(position);
     info->mFilePosition = static_cast<int>(position);
     if (numItems == 0)
@@ -574,8 +568,7 @@ bool LoggerFileSystem::readHeader(LoggerFileInfo* info, LoggerHeader& header)
     return true;
 }
 
-bool LoggerFileSystem::updateData(QFile& file, LoggerFileInfo* info, char* data, int size,
-                                  int position)
+bool LoggerFileSystem::updateData(QFile& file, LoggerFileInfo* info, char* data, int size, int position)
 {
     if (info == nullptr || !file.exists())
         return false;
@@ -595,13 +588,13 @@ int LoggerFileSystem::writeData(const QString& fileName, int itemSize, int count
     while (written < total) {
         const qint64 result = file.write(data + written, total - written);
         if (result < 0) {
-            LOG4CXX_ERROR(exportLogger(), "Error writing file: " << fileName.toStdString() << written
-                                                                 << ": " << file.errorString().toStdString());
+            LOG4CXX_ERROR(exportLogger(), "Error writing file: " << fileName.toStdString() << written << ": "
+                                                                 << file.errorString().toStdString());
             break;
         }
         if (result == 0) {
-            LOG4CXX_ERROR(exportLogger(), "Error writing file: " << fileName.toStdString() << written
-                                                                 << " bytes written");
+            LOG4CXX_ERROR(exportLogger(),
+                          "Error writing file: " << fileName.toStdString() << written << " bytes written");
             break;
         }
         written += result;
@@ -700,8 +693,8 @@ int LoggerFileSystem::getUtcPosition(LoggerFileInfo* info, timespec utc, int blo
     return reader.utcPosition(utc, blockSize, upper);
 }
 
-int LoggerFileSystem::getBufferSize(LoggerFileInfo* info, timespec start, timespec end,
-                                    int maxItems, int blockSize)
+int LoggerFileSystem::getBufferSize(LoggerFileInfo* info, timespec start, timespec end, int maxItems,
+                                    int blockSize)
 {
     if (info == nullptr || blockSize <= 0)
         return 0;
@@ -711,8 +704,8 @@ int LoggerFileSystem::getBufferSize(LoggerFileInfo* info, timespec start, timesp
     return getItemRange(reader, start, end, maxItems, blockSize).size;
 }
 
-int LoggerFileSystem::getNumItems(LoggerFileInfo* info, timespec start, timespec end,
-                                  int maxItems, int blockSize)
+int LoggerFileSystem::getNumItems(LoggerFileInfo* info, timespec start, timespec end, int maxItems,
+                                  int blockSize)
 {
     if (info == nullptr || blockSize <= 0)
         return 0;
@@ -723,8 +716,7 @@ int LoggerFileSystem::getNumItems(LoggerFileInfo* info, timespec start, timespec
     return range.size / blockSize;
 }
 
-int LoggerFileSystem::getEventBufferSize(LoggerFileInfo* info, int count, timespec utc,
-                                         int blockSize)
+int LoggerFileSystem::getEventBufferSize(LoggerFileInfo* info, int count, timespec utc, int blockSize)
 {
     const int position = getUtcPosition(info, utc, blockSize, false);
     if (position < 0)
@@ -779,9 +771,9 @@ int LoggerFileSystem::readData(LoggerFileInfo* info, timespec start, timespec en
 // the destination is below the range's size in whole-item bytes, so it reads on past the range
 // (and past the end of the file, where reads return nothing): the caller takes only as many
 // elements as there are items. The last element is cut to what the buffer holds.
-int LoggerFileSystem::readSingleDataElements(LoggerFileInfo* info, timespec start, timespec end,
-                                             int maxItems, int blockSize, int elementOffset,
-                                             int elementSize, char* buffer, int& firstItemIndex)
+int LoggerFileSystem::readSingleDataElements(LoggerFileInfo* info, timespec start, timespec end, int maxItems,
+                                             int blockSize, int elementOffset, int elementSize, char* buffer,
+                                             int& firstItemIndex)
 {
     if (info == nullptr || blockSize <= 0 || elementSize <= 0)
         return -1;
@@ -804,8 +796,8 @@ int LoggerFileSystem::readSingleDataElements(LoggerFileInfo* info, timespec star
     return range.size;
 }
 
-int LoggerFileSystem::readEventData(LoggerFileInfo* info, int firstItem, timespec end,
-                                    int blockSize, int maxItems, char* buffer, int& firstItemIndex)
+int LoggerFileSystem::readEventData(LoggerFileInfo* info, int firstItem, timespec end, int blockSize,
+                                    int maxItems, char* buffer, int& firstItemIndex)
 {
     if (info == nullptr || blockSize <= 0 || firstItem < 0)
         return -1;
