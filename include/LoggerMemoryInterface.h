@@ -24,4 +24,9 @@ public:
     // No accounts are kept yet: this charges nothing, never evicts and returns null.
     PtrLoggerFileInfo addDataSize(LoggerType type, LoggerDataType dataType, int size, QFile* file, bool check,
                                   bool& removed, timespec time);
+    // Starts the family's account anew, as a logger that was reset has used nothing yet. No
+    // accounts are kept yet: nothing happens.
+    void initUsedMemory(LoggerType type, LoggerDataType dataType);
+    // The bytes charged to the family. No accounts are kept yet: always 0.
+    double getUsedLoggerSize(LoggerType type, LoggerDataType dataType);
 };

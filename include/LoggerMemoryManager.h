@@ -1,5 +1,6 @@
 #pragma once
 
+#include "LoggerFileInfo.h"
 #include "LoggerTypes.h"
 
 // The keeper of the quota accounts, one per family of loggers (LoggerType, LoggerDataType).
@@ -12,4 +13,7 @@ public:
     // Credits the family's account with the bytes of a file that was deleted and counts the
     // deleted file. No accounts are kept yet: this does nothing.
     static void subtractDeletedSize(LoggerType type, LoggerDataType dataType, int size);
+    // Rounds the charge of a finished file up to whole allocation blocks of the card. No
+    // accounts are kept yet: nothing happens.
+    static void roundToBlockSize(const PtrLoggerFileInfo& fileInfo);
 };

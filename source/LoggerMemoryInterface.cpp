@@ -8,3 +8,12 @@ PtrLoggerFileInfo LoggerMemoryInterface::addDataSize(LoggerType, LoggerDataType,
     removed = true;
     return nullptr;
 }
+
+void LoggerMemoryInterface::initUsedMemory(LoggerType, LoggerDataType)
+{
+}
+
+double LoggerMemoryInterface::getUsedLoggerSize(LoggerType, LoggerDataType)
+{
+    return 0.0;
+}

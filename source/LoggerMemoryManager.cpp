@@ -3,3 +3,7 @@
 void LoggerMemoryManager::subtractDeletedSize(LoggerType, LoggerDataType, int)
 {
 }
+
+void LoggerMemoryManager::roundToBlockSize(const PtrLoggerFileInfo&)
+{
+}

@@ -1,0 +1,194 @@
+#pragma once
+
+#include "DataMeasType.h"
+#include "LoggerAccess.h"
+#include "LoggerFileInfo.h"
+#include "LoggerState.h"
+#include "LoggerTypes.h"
+
+#include <QString>
+
+#include <ctime>
+#include <memory>
+#include <string>
+
+class NonVolatileInterface;
+
+// The abstract writer of one logger: one measured quantity, or one event or operator log, with
+// its own type row in the catalogue and its own chain of data files. Derived classes name
+// themselves (getLoggerName, getConfiguratedMeasuredTypeId) and fix the item size
+// (getDataBlockSize); this class brings the logger from nothing to a state in which items can be
+// written, writes blocks of items, and takes the logger down and up again.
+//
+// Registration. A logger enters LoggerList and its access object LoggerAccessList during its own
+// construction, before any derived part exists, and leaves both in its destructor.
+//
+// Threads. initializeLogger, startLogger, stopLogger and closeFile run on the thread that drives
+// LoggerList and take no lock of their own; they must not run while another thread writes to the
+// same logger. writeDatas, updateDatas and deleteActualLogger take the recursive mSaveAccess of
+// the access object for their whole run; the catalogue mutex of LoggerDb is only taken inside,
+// through retried transactions.
+//
+// Outcome of initializing: the result of initializeLogger is always true; what happened is
+// getLoggerState() (1 disabled, 4 failed, 5 initialized), isEnabled() and isInitialized().
+class LoggerBase {
+public:
+    // Every data file begins with a header of this size.
+    static constexpr int kHeaderSize = LoggerAccess::kHeaderSize;
+
+    // dataBlockSize is the size of one item in bytes, as the access object takes it.
+    LoggerBase(LoggerType loggerType, LoggerDataType loggerDataType, int dataBlockSize);
+    // A fresh logger of the same type, data type and item size; no state is copied.
+    LoggerBase(const LoggerBase& other);
+    LoggerBase& operator=(const LoggerBase&) = delete;
+
+    virtual ~LoggerBase();
+
+    // Begins a further file, created at `time` (which also names its day folder): the old
+    // file's range is stored first and its charge rounded. False while the database is down or
+    // the logger is disabled.
+    virtual bool createNewFile(timespec time, LoggerDataType dataType);
+    virtual QString getLoggerName();
+    virtual double getInterval();
+    // The description of the quantity with this identification; the default description here.
+    virtual DataMeasType getDataMeasType(const QString& idString);
+    virtual bool flush();
+    virtual void timerElapsed();
+    // Forgets type and file and the per-logger quota figures; the logger must be initialized
+    // anew before it writes again.
+    virtual void resetLogger();
+    // Deletes every type of this logger's identification from the catalogue (the files stay on
+    // the card) and, with reinitialize, initializes the logger anew.
+    virtual bool deleteActualLogger(bool reinitialize);
+    virtual double getTimeout() const;
+    virtual void timerTick(timespec time);
+    virtual QString getConfiguratedMeasuredTypeId();
+    virtual bool initializeLogger();
+    virtual int getDataBlockSize() const;
+    // Called when the writer reopens the file to rewrite its last item (updateDatas).
+    virtual bool readDataToUpdate();
+
+    // --- lifecycle
+
+    // Initializes where needed, else reopens a closed file. Marks the logger started whatever
+    // the outcome, unless the database is down (false, nothing changes).
+    bool startLogger();
+    // Closes the file and marks the logger stopped.
+    bool stopLogger();
+    // Flushes and closes the file; the logger is disabled (state 1) until it is opened again.
+    void closeFile();
+    bool reOpenFile();
+
+    void setEnabled(bool enabled);
+    // A mobile logger keeps its file open only while it is started.
+    void setMobile(bool mobile);
+    void setStarted(bool started);
+    bool isEnabled();
+    bool isMobile();
+    bool isStarted();
+    bool isInitialized();
+    // Whether the last quota charge cost a file.
+    bool isFileRemoved();
+    bool isDatabaseInitialized();
+    bool isLoggingEnabled() const;
+    LoggerState getLoggerState() const;
+    LoggerType getLoggerType() const;
+    LoggerDataType getLoggerDataType() const;
+    int getDaysPerFile();
+    void setDaysPerFile(int days);
+    int getMaximumFileSize() const;
+    void setMaximumFileSize(int bytes);
+    int getFileListSize();
+    int getFileTime();
+    int getFilePosition();
+    int getId();
+    int getMeasuredTypeId() const;
+    int getCurrentFileSize();
+    double getUsedLoggerSize();
+    void setFirstUniqueId(int uniqueId);
+    // -1 without an access object.
+    int getFirstUniqueId();
+    // The store of the running item number; not owned, null for none.
+    void setNonVolatile(NonVolatileInterface* nonVolatile);
+    void setZeroCreated(bool zeroCreated);
+    void setHeaderChanged(bool headerChanged);
+    bool isHeaderChanged() const;
+    bool isDayChanged() const;
+    bool isFirstWriteAfterStart() const;
+    void registerLoggerAccess();
+    // Reads this logger's type rows and makes the newest one current.
+    void getLoggerAccessDatas();
+    void setLoggerInterval();
+    // False without an initialized database; otherwise the access object's answer: true when
+    // a new first file was begun.
+    bool readDatabaseChanges(bool createIfEmpty);
+    PtrLoggerAccess getLoggerAccess() const;
+
+    void logTraceMessage(const QString& text);
+    void logDebugMessage(const QString& text);
+    void logInfoMessage(const QString& text);
+    void logWarnMessage(const QString& text);
+    void logErrorMessage(const QString& text);
+
+    // --- writing
+
+    // Appends numItems items of getDataBlockSize() bytes, each beginning with its time stamp.
+    // Gives the file written to, null when nothing was written (logger not ready, empty block,
+    // order broken, new file or opening failed). With checkOrder every stamp must be later than
+    // the one before; a block that breaks the order is dropped whole. Only with allowNewFile
+    // may the write begin a new file (day count, size, changed header).
+    PtrLoggerFileInfo writeDatas(const char* data, int numItems, bool allowNewFile, bool checkOrder);
+    // Rewrites the last item(s) of the current file in place and stores the state in the
+    // catalogue. Equal time stamps pass here: a rewrite repeats the stamp it replaces.
+    bool updateDatas(const char* data, int numItems);
+
+    bool checkUtcOrder(timespec time);
+    bool hasDayChanged(timespec time);
+    bool checkHeaderParameterChanged(float scaleVoltage, float scaleCurrent);
+    bool setHeaderParameters(float scaleVoltage, float scaleCurrent);
+    bool readHeaderParameters(float& scaleVoltage, float& scaleCurrent);
+    bool readLastData(char* data);
+    bool addDataSize(int size, bool check, timespec time);
+    void setSubType(int subType);
+    // Restarts the logger when checkIdStringChanged found a new identification.
+    void changeMeasuredString();
+    bool checkIdStringChanged(const QString& idString);
+    DataMeasType getNewMeasType();
+    bool canAccessLogger();
+    bool updateAccess();
+    bool openCurrentFile(bool write, bool keepPosition, bool readUpdate);
+    bool isFirstDataItem(int index);
+    bool isFirstCurrentFileInfoItem();
+    int getNumFiles();
+    timespec getCurrentUtc();
+    static timespec getSystemTime();
+
+protected:
+    // Hooks for development output; they print nothing in this build.
+    void debugMessage(const QString& text);
+    void debugTransactionTime(const char* text);
+
+    PtrLoggerAccess mAccess;
+    DataMeasType mMeasType;
+    int mDaysPerFile = 7;
+    bool mIdStringChanged = false;
+    bool mFileRemoved = false;
+    bool mDayChanged = false;
+    int mMaximumFileSize = 1000000;
+    NonVolatileInterface* mNonVolatile = nullptr; // not owned
+    bool mMobile = false;
+    bool mStarted = false;
+    bool mZeroCreated = false;
+    bool mFirstWriteAfterStart = false;
+    bool mHeaderChanged = false;
+    timespec mCurrentUtc{};
+    bool mEnabled = false;
+    bool mInitialized = false;
+    LoggerState mLoggerState = 0;
+
+private:
+    void construct(LoggerType loggerType, LoggerDataType loggerDataType, int dataBlockSize);
+    void failInitialization(const std::string& text);
+    void addToDebugFile(const QString& name);
+    std::string nameString();
+};
