@@ -164,6 +164,9 @@ public:
     static timespec getSystemTime();
 
 protected:
+    // LoggerDebug routes development messages of the write cache through debugMessage.
+    friend class LoggerDebug;
+
     // Hooks for development output; they print nothing in this build.
     void debugMessage(const QString& text);
     void debugTransactionTime(const char* text);

@@ -8,6 +8,7 @@
 #include <memory>
 
 struct DataPqEvent;
+class LoggerBase;
 class DefnBaseType;
 class LoggerFileInfo;
 
@@ -59,6 +60,9 @@ public:
     // "-" where not; each time as "yyyy-MM-dd hh:mm:ss" in UTC with "..." in place of the
     // sub-second tail. "fileInfo[<index>] = nullptr" for a missing info.
     static void logFileInfo(std::shared_ptr<LoggerFileInfo> info, int index, LoggerMessageType type);
+    // The text as a development message of the logger, only for the power-quality event logger
+    // (named "pqeventlogger"); nothing for other loggers or none.
+    static void logPqEventMessage(LoggerBase* logger, const QString& text);
     // "count=0" for a missing or empty type, otherwise one logFileInfo line a file.
     static void logBaseType(std::shared_ptr<DefnBaseType> baseType, LoggerMessageType type);
 };

@@ -1,6 +1,7 @@
 #include "LoggerDebug.h"
 
 #include "DefnBaseType.h"
+#include "LoggerBase.h"
 #include "LoggerDataItems.h"
 #include "LoggerDb.h"
 #include "LoggerFileInfo.h"
@@ -264,4 +265,11 @@ void LoggerDebug::logBaseType(std::shared_ptr<DefnBaseType> baseType, LoggerMess
     const int count = baseType->getFileListSize();
     for (int index = 0; index < count; ++index)
         logFileInfo(baseType->getFileInfo(index), index, type);
+}
+
+void LoggerDebug::logPqEventMessage(LoggerBase* logger, const QString& text)
+{
+    if (logger != nullptr && logger->getLoggerName() == QStringLiteral("pqeventlogger")) {
+        logger->debugMessage(text);
+    }
 }

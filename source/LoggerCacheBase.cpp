@@ -1,0 +1,8 @@
+#include "LoggerCacheBase.h"
+
+LoggerCacheBase::~LoggerCacheBase() = default;
+
+void LoggerCacheBase::timerElapsed()
+{
+    flush(true);
+}
