@@ -4,6 +4,9 @@
 #include <QDeadlineTimer>
 #include <QStringList>
 
+#include <csignal>
+#include <sys/types.h>
+
 bool ChildTestProcess::isChild()
 {
     return qEnvironmentVariable(kChildVariable) == QLatin1String("1");
@@ -94,6 +97,17 @@ bool ChildTestProcess::run(int timeoutMs)
     if (!start(timeoutMs))
         return false;
     return waitForFinished(timeoutMs);
+}
+
+bool ChildTestProcess::killNow()
+{
+    const qint64 pid = mProcess.processId();
+    const bool running = mProcess.state() != QProcess::NotRunning && pid > 0;
+    if (running)
+        ::kill(static_cast<pid_t>(pid), SIGKILL);
+    mProcess.waitForFinished(kDefaultTimeoutMs);
+    collectOutput();
+    return running;
 }
 
 bool ChildTestProcess::passed() const

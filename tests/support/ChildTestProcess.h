@@ -38,6 +38,10 @@ public:
     bool waitForFinished(int timeoutMs = kDefaultTimeoutMs);
     // start() with the standard input closed at once, then waitForFinished().
     bool run(int timeoutMs = kDefaultTimeoutMs);
+    // Ends the child at once with SIGKILL, as a power cut ends a writer: no handler, no flush,
+    // no destructor runs. Waits for its end and keeps what it printed until then. False where
+    // the child had already ended.
+    bool killNow();
 
     // The child ended normally with 0, and the test ran and passed rather than being skipped.
     bool passed() const;

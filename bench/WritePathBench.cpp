@@ -1,0 +1,311 @@
+// The write path against plain POSIX I/O of the same bytes, in one run on the same card:
+// LoggerBase::writeDatas with blocks of 1, 10 and 100 items of DataMean, and
+// LoggerTemplate<DataMean>::writeLoggerItem through a cache of 100 items, each against a loop
+// that opens a data file, appends the same block and closes it again. The loggers run on a
+// real store: a private bus with the card simulator and a real catalogue (WriterStore).
+//
+// QZLOGGER_SDCARD_SIMULATOR names the simulator; without it the one built alongside is used.
+
+#include "LoggerBase.h"
+#include "LoggerDataItems.h"
+#include "LoggerDb.h"
+#include "LoggerTemplate.h"
+#include "TestLogger.h"
+#include "WriterStore.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <fcntl.h>
+#include <map>
+#include <memory>
+#include <string>
+#include <sys/resource.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+constexpr int kHeaderSize = 44;
+constexpr int kItemSize = static_cast<int>(sizeof(DataMean)); // utc, quality, min, mean, max
+constexpr int32_t kFirstSecond = 1763802000;                  // 2025-11-22, mid-day in any zone
+// One file for the whole run: the benchmark measures the block path, not the change of files.
+constexpr int kMaximumFileSize = 1024 * 1024 * 1024;
+const int kBlockItems[] = {1, 10, 100};
+
+// Peak resident memory of this process so far, in kilobytes.
+long peakResidentKb()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
+}
+
+// A block of items whose stamps are moved on before every write, one millisecond per item, so
+// that every block lies behind the one before, as the logger's order check wants it.
+class RisingBlock {
+public:
+    explicit RisingBlock(int items) : mItems(static_cast<size_t>(items))
+    {
+        for (size_t index = 0; index < mItems.size(); ++index) {
+            mItems[index].quality = static_cast<uint32_t>(index);
+            mItems[index].min = 229.5f;
+            mItems[index].mean = 230.0f;
+            mItems[index].max = 230.5f;
+        }
+    }
+
+    const char* next()
+    {
+        for (DataMean& item : mItems) {
+            item.utc = DataTimespec{static_cast<int32_t>(kFirstSecond + mNumber / 1000),
+                                    static_cast<int32_t>((mNumber % 1000) * 1000000)};
+            ++mNumber;
+        }
+        return reinterpret_cast<const char*>(mItems.data());
+    }
+
+    int items() const { return static_cast<int>(mItems.size()); }
+    size_t bytes() const { return mItems.size() * sizeof(DataMean); }
+
+private:
+    std::vector<DataMean> mItems;
+    int64_t mNumber = 0;
+};
+
+constexpr int kCacheItems = 100;
+// Long enough that the quiet period never ends during a run: the cache writes when it is full.
+constexpr int kCacheTimeoutMs = 10000;
+
+// A typed logger of means as the writer has them: items wait in a cache of 100 and reach the
+// engine as one block.
+class CachedMeanLogger : public LoggerTemplate<DataMean> {
+public:
+    CachedMeanLogger() : LoggerTemplate<DataMean>(LoggerType::CYCLIC, LoggerDataType::MEAN)
+    {
+        setCacheCapacity(kCacheItems);
+        setCacheTimeout(kCacheTimeoutMs);
+        setMaximumFileSize(kMaximumFileSize);
+    }
+
+    QString getLoggerName() override { return QStringLiteral("CachedMeanLogger ") + mIdString; }
+    QString getConfiguratedMeasuredTypeId() override { return mIdString; }
+    DataMeasType getDataMeasType(const QString& idString) override
+    {
+        DataMeasType measType;
+        measType.configId = idString;
+        measType.interval = 1.0;
+        return measType;
+    }
+
+private:
+    const QString mIdString = QStringLiteral("mean_3s.bench_cached.mean_out");
+};
+
+// The store and one logger per block size, brought up once for the whole run.
+struct BenchStore {
+    WriterStore store;
+    bool started = false;
+    std::map<int, std::unique_ptr<TestLogger>> loggers;
+    std::unique_ptr<CachedMeanLogger> cachedLogger;
+    // The blocks live as long as the store: a benchmark function runs more than once, and each
+    // run must go on behind the stamps of the one before.
+    std::map<std::string, std::unique_ptr<RisingBlock>> blocks;
+
+    RisingBlock& block(const std::string& name, int items)
+    {
+        auto& block = blocks[name];
+        if (!block)
+            block = std::make_unique<RisingBlock>(items);
+        return *block;
+    }
+
+    BenchStore() { started = store.start(); }
+
+    TestLogger* logger(int blockItems)
+    {
+        auto& logger = loggers[blockItems];
+        if (!logger) {
+            logger = std::make_unique<TestLogger>(
+                QStringLiteral("mean_3s.bench_block_%1.mean_out").arg(blockItems), kItemSize);
+            logger->setMaximumFileSize(kMaximumFileSize);
+            if (!logger->startLogger() || logger->getLoggerState() != LOGGER_STATE_LOGGER_INITIALIZED)
+                return nullptr;
+        }
+        return logger.get();
+    }
+
+    CachedMeanLogger* cached()
+    {
+        if (!cachedLogger) {
+            cachedLogger = std::make_unique<CachedMeanLogger>();
+            if (!cachedLogger->startLogger() ||
+                cachedLogger->getLoggerState() != LOGGER_STATE_LOGGER_INITIALIZED)
+                return nullptr;
+        }
+        return cachedLogger.get();
+    }
+
+    // A data file of its own next to the logger's, begun with a header of zeros.
+    std::string plainFile(int blockItems)
+    {
+        if (!QDir().mkpath(store.dataFolderPath()))
+            return std::string();
+        const std::string path = QDir(store.dataFolderPath())
+                                     .filePath(QStringLiteral("plain_%1.dat").arg(blockItems))
+                                     .toStdString();
+        const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        if (fd < 0)
+            return std::string();
+        const char header[kHeaderSize] = {};
+        const bool written = ::write(fd, header, sizeof(header)) == static_cast<ssize_t>(sizeof(header));
+        ::close(fd);
+        return written ? path : std::string();
+    }
+};
+
+// Made in main, after the application object and before the runs; gone before the application.
+BenchStore* gBenchStore = nullptr;
+
+BenchStore& benchStore()
+{
+    return *gBenchStore;
+}
+
+void BM_WriteDatas(benchmark::State& state)
+{
+    BenchStore& bench = benchStore();
+    const int blockItems = static_cast<int>(state.range(0));
+    TestLogger* logger = bench.started ? bench.logger(blockItems) : nullptr;
+    if (logger == nullptr) {
+        state.SkipWithError("the store or the logger did not come up");
+        return;
+    }
+    RisingBlock& block = bench.block("writeDatas/" + std::to_string(blockItems), blockItems);
+    for (auto _ : state) {
+        if (logger->writeDatas(block.next(), blockItems, true, true) == nullptr) {
+            state.SkipWithError("writeDatas failed");
+            break;
+        }
+    }
+    state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * blockItems);
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(block.bytes()));
+}
+
+// One item per call through the typed logger; every hundredth call writes the cache's block.
+void BM_WriteLoggerItemCached(benchmark::State& state)
+{
+    BenchStore& bench = benchStore();
+    CachedMeanLogger* logger = bench.started ? bench.cached() : nullptr;
+    if (logger == nullptr) {
+        state.SkipWithError("the store or the logger did not come up");
+        return;
+    }
+    RisingBlock& item = bench.block("cached", 1);
+    for (auto _ : state) {
+        if (!logger->writeLoggerItem(reinterpret_cast<const DataMean*>(item.next()))) {
+            state.SkipWithError("writeLoggerItem failed");
+            break;
+        }
+    }
+    state.SetItemsProcessed(static_cast<int64_t>(state.iterations()));
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * kItemSize);
+}
+
+// What writeDatas does to the file, with plain calls: open, append the block, close.
+void BM_PlainAppend(benchmark::State& state)
+{
+    BenchStore& bench = benchStore();
+    const int blockItems = static_cast<int>(state.range(0));
+    const std::string path = bench.started ? bench.plainFile(blockItems) : std::string();
+    if (path.empty()) {
+        state.SkipWithError("the plain file could not be made");
+        return;
+    }
+    RisingBlock& block = bench.block("plain/" + std::to_string(blockItems), blockItems);
+    for (auto _ : state) {
+        const char* data = block.next();
+        const int fd = ::open(path.c_str(), O_WRONLY | O_APPEND);
+        const ssize_t written = ::write(fd, data, block.bytes());
+        ::close(fd);
+        if (written != static_cast<ssize_t>(block.bytes())) {
+            state.SkipWithError("write returned a wrong size");
+            break;
+        }
+    }
+    state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * blockItems);
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(block.bytes()));
+}
+
+BENCHMARK(BM_PlainAppend)->Arg(1)->Arg(10)->Arg(100);
+BENCHMARK(BM_WriteDatas)->Arg(1)->Arg(10)->Arg(100);
+BENCHMARK(BM_WriteLoggerItemCached);
+
+// Keeps the items per second of each run so that the ratios can be printed at the end.
+class RatioReporter : public benchmark::ConsoleReporter {
+public:
+    void ReportRuns(const std::vector<Run>& runs) override
+    {
+        for (const Run& run : runs) {
+            const auto rate = run.counters.find("items_per_second");
+            if (rate != run.counters.end())
+                mRates[run.benchmark_name()] = rate->second.value;
+        }
+        ConsoleReporter::ReportRuns(runs);
+    }
+
+    void printRatios() const
+    {
+        for (const int blockItems : kBlockItems) {
+            const std::string ours = "BM_WriteDatas/" + std::to_string(blockItems);
+            const std::string baseline = "BM_PlainAppend/" + std::to_string(blockItems);
+            const auto a = mRates.find(ours);
+            const auto b = mRates.find(baseline);
+            if (a == mRates.end() || b == mRates.end() || b->second <= 0.0)
+                continue;
+            std::printf("%-20s %12.0f items/s  %-20s %12.0f items/s  ratio %.3f\n", ours.c_str(), a->second,
+                        baseline.c_str(), b->second, a->second / b->second);
+        }
+        const auto cached = mRates.find("BM_WriteLoggerItemCached");
+        const auto plain = mRates.find("BM_PlainAppend/" + std::to_string(kCacheItems));
+        if (cached != mRates.end() && plain != mRates.end() && plain->second > 0.0)
+            std::printf("%-20s %12.0f items/s  %-20s %12.0f items/s  ratio %.3f\n",
+                        "BM_WriteLoggerItemCached", cached->second, plain->first.c_str(), plain->second,
+                        cached->second / plain->second);
+        std::printf("target: writeDatas at blocks of 100 at least 0.8 of the plain append\n");
+    }
+
+private:
+    std::map<std::string, double> mRates;
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication app(argc, argv);
+    if (!qEnvironmentVariableIsSet("QZLOGGER_SDCARD_SIMULATOR"))
+        qputenv("QZLOGGER_SDCARD_SIMULATOR", QZLOGGER_BENCH_SDCARD_SIMULATOR);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    const auto store = std::make_unique<BenchStore>();
+    if (!store->started) {
+        std::fprintf(stderr, "store did not start: %s\n",
+                     store->store.errorString().toLocal8Bit().constData());
+        return 1;
+    }
+    gBenchStore = store.get();
+    const long peakBeforeKb = peakResidentKb();
+    RatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    reporter.printRatios();
+    std::printf("peak resident memory: %ld kB with the store up, %ld kB after the runs\n", peakBeforeKb,
+                peakResidentKb());
+    benchmark::Shutdown();
+    gBenchStore = nullptr;
+    return 0;
+}
