@@ -190,6 +190,8 @@ protected:
     LoggerState mLoggerState = 0;
 
 private:
+    void updateTimeRanges(const timespec& first, const timespec& last, const timespec& typeStart,
+                          const timespec& typeEnd);
     void construct(LoggerType loggerType, LoggerDataType loggerDataType, int dataBlockSize);
     void failInitialization(const std::string& text);
     void addToDebugFile(const QString& name);

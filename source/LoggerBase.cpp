@@ -62,6 +62,30 @@ QString debugFilePath()
 
 } // namespace
 
+// The first block of a file starts its range; the type's range widens to take in the block, and
+// the file's range with it.
+void LoggerBase::updateTimeRanges(const timespec& first, const timespec& last, const timespec& typeStart,
+                                  const timespec& typeEnd)
+{
+    if (mAccess->getCurrentFileInfoFirstDataItem()) {
+        mAccess->setCurrentFileInfoUtcStart(first);
+        mAccess->setCurrentFileInfoUtcEnd(last);
+        mAccess->setCurrentFileInfoFirstDataItem(false);
+    }
+    if (mAccess->isNewBaseTypeRange()) {
+        mAccess->setCurrentBaseTypeUtcStart(first);
+        mAccess->setCurrentBaseTypeUtcEnd(last);
+        mAccess->setNewBaseTypeRange(false);
+    } else if (isLater(typeStart, first)) {
+        mAccess->setCurrentBaseTypeUtcStart(first);
+        mAccess->setCurrentFileInfoUtcStart(first);
+    }
+    if (isLater(last, typeEnd)) {
+        mAccess->setCurrentBaseTypeUtcEnd(last);
+        mAccess->setCurrentFileInfoUtcEnd(last);
+    }
+}
+
 LoggerBase::LoggerBase(LoggerType loggerType, LoggerDataType loggerDataType, int dataBlockSize)
 {
     construct(loggerType, loggerDataType, dataBlockSize);
@@ -720,23 +744,7 @@ PtrLoggerFileInfo LoggerBase::writeDatas(const char* data, int numItems, bool al
     // Charged before the bytes are written and before a possible file change.
     addDataSize(numItems * block, true, mCurrentUtc);
 
-    if (mAccess->getCurrentFileInfoFirstDataItem()) {
-        mAccess->setCurrentFileInfoUtcStart(first);
-        mAccess->setCurrentFileInfoUtcEnd(last);
-        mAccess->setCurrentFileInfoFirstDataItem(false);
-    }
-    if (mAccess->isNewBaseTypeRange()) {
-        mAccess->setCurrentBaseTypeUtcStart(first);
-        mAccess->setCurrentBaseTypeUtcEnd(last);
-        mAccess->setNewBaseTypeRange(false);
-    } else if (isLater(typeStart, first)) {
-        mAccess->setCurrentBaseTypeUtcStart(first);
-        mAccess->setCurrentFileInfoUtcStart(first);
-    }
-    if (isLater(last, typeEnd)) {
-        mAccess->setCurrentBaseTypeUtcEnd(last);
-        mAccess->setCurrentFileInfoUtcEnd(last);
-    }
+    updateTimeRanges(first, last, typeStart, typeEnd);
 
     if ((mDayChanged || sizeExceeded || mHeaderChanged) && allowNewFile) {
         const QString reason = LoggerDebug::getNewFileReason(mDayChanged, mHeaderChanged, sizeExceeded,
@@ -810,23 +818,7 @@ bool LoggerBase::updateDatas(const char* data, int numItems)
     mCurrentUtc = last;
     mFileRemoved = false;
 
-    if (mAccess->getCurrentFileInfoFirstDataItem()) {
-        mAccess->setCurrentFileInfoUtcStart(first);
-        mAccess->setCurrentFileInfoUtcEnd(last);
-        mAccess->setCurrentFileInfoFirstDataItem(false);
-    }
-    if (mAccess->isNewBaseTypeRange()) {
-        mAccess->setCurrentBaseTypeUtcStart(first);
-        mAccess->setCurrentBaseTypeUtcEnd(last);
-        mAccess->setNewBaseTypeRange(false);
-    } else if (isLater(typeStart, first)) {
-        mAccess->setCurrentBaseTypeUtcStart(first);
-        mAccess->setCurrentFileInfoUtcStart(first);
-    }
-    if (isLater(last, typeEnd)) {
-        mAccess->setCurrentBaseTypeUtcEnd(last);
-        mAccess->setCurrentFileInfoUtcEnd(last);
-    }
+    updateTimeRanges(first, last, typeStart, typeEnd);
 
     if (!mAccess->getFile().isOpen()) {
         if (!openCurrentFile(true, false, true)) {
