@@ -683,14 +683,15 @@ std::vector<std::shared_ptr<T>> queryByDataTypeAndConfigId(LoggerDataType dataTy
     });
 }
 
-template <> LoggerFileInfo_stat queryStatistics<LoggerFileInfo_stat>()
+namespace {
+
+// The minimum and maximum that one statistics SELECT yields; an empty table gives NULL, which
+// reads as 0.
+template <class Stat> Stat queryMinMax(const char* sql)
 {
-    Statement& select = currentDatabase().statement(
-        "SELECT min(\"LoggerFileInfo\".\"UtcStart_sec\"), max(\"LoggerFileInfo\".\"UtcEnd_sec\") "
-        "FROM \"LoggerFileInfo\"");
+    Statement& select = currentDatabase().statement(sql);
     StatementReset reset(select);
-    LoggerFileInfo_stat stat;
-    // An empty table gives NULL, which reads as 0.
+    Stat stat;
     if (select.step()) {
         stat.min = select.columnInt(0);
         stat.max = select.columnInt(1);
@@ -698,18 +699,21 @@ template <> LoggerFileInfo_stat queryStatistics<LoggerFileInfo_stat>()
     return stat;
 }
 
+} // namespace
+
+template <> LoggerFileInfo_stat queryStatistics<LoggerFileInfo_stat>()
+{
+    return queryMinMax<LoggerFileInfo_stat>(
+        "SELECT min(\"LoggerFileInfo\".\"UtcStart_sec\"), max(\"LoggerFileInfo\".\"UtcEnd_sec\") "
+        "FROM \"LoggerFileInfo\"");
+}
+
+// The maximum too is taken over the start column.
 template <> DefnMeasureType_stat queryStatistics<DefnMeasureType_stat>()
 {
-    Statement& select = currentDatabase().statement(
+    return queryMinMax<DefnMeasureType_stat>(
         "SELECT min(\"DefnMeasureType\".\"UtcStart_sec\"), max(\"DefnMeasureType\".\"UtcStart_sec\") "
         "FROM \"DefnMeasureType\"");
-    StatementReset reset(select);
-    DefnMeasureType_stat stat;
-    if (select.step()) {
-        stat.min = select.columnInt(0);
-        stat.max = select.columnInt(1);
-    }
-    return stat;
 }
 
 const char* fileInfoTable(LoggerType type)
