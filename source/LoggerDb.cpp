@@ -34,6 +34,9 @@
 
 namespace {
 
+// Test seam: sees every message before it is filtered by type.
+std::function<void(const std::string&, LoggerMessageType)> sLoggerMessageObserver;
+
 constexpr const char* kConfigFileName = "database.xml";
 constexpr const char* kDefaultProcessIdFile = "/var/run/qzlogger.writer.pid";
 constexpr const char* kProcessIdFileVariable = "QZLOGGER_PID_FILE";
@@ -750,8 +753,16 @@ double LoggerDb::getDataBaseSize() const
 // ---------------------------------------------------------------------------------------------
 // Messages and errors
 
+void setLoggerMessageObserverForTesting(std::function<void(const std::string&, LoggerMessageType)> observer)
+{
+    sLoggerMessageObserver = std::move(observer);
+}
+
 void LoggerDb::loggerMessage(const std::string& text, LoggerMessageType type)
 {
+    if (sLoggerMessageObserver) {
+        sLoggerMessageObserver(text, type);
+    }
     switch (type) {
     case LOGGER_MESSAGE_ROUTINE:
     case LOGGER_MESSAGE_TRACE:

@@ -25,3 +25,11 @@ void setRetryMessageObserverForTesting(
 
 // The date that LoggerDb::checkUtc takes for today, in place of the system clock's date in UTC.
 void setCurrentDateForTesting(std::function<QDate()> today);
+
+// Sees every text handed to LoggerDb::loggerMessage, with its message type, before it goes
+// there; routine and trace texts (types 0 and 1) reach no log otherwise.
+void setLoggerMessageObserverForTesting(
+    std::function<void(const std::string& text, LoggerMessageType type)> observer);
+
+// Sees every pause of the read API, in milliseconds, before it is slept.
+void setReadPauseObserverForTesting(std::function<void(unsigned long milliseconds)> observer);

@@ -1,0 +1,397 @@
+#pragma once
+
+#include "DataItemsCalculator.h"
+#include "DataMeasType.h"
+#include "DefnBaseType.h"
+#include "FileListInfo.h"
+#include "LoggerDataItems.h"
+#include "LoggerDb.h"
+#include "LoggerDebug.h"
+#include "LoggerFileInfo.h"
+#include "LoggerFileSystem.h"
+#include "LoggerHeader.h"
+#include "LoggerResult.h"
+#include "LoggerTypes.h"
+
+#include <QString>
+
+#include <cstdint>
+#include <cstring>
+#include <ctime>
+#include <memory>
+#include <new>
+#include <vector>
+
+// The engine of the read API: it turns a logger's id into its catalogued type, works out which
+// data files a range or a count of items touches, and reads their items straight into one
+// result array. It holds no data; everything a call needs lives on its stack, so any thread of
+// a reader may use it. The catalogue is the only index: the true time range of each file is
+// read anew at every call, because the writer keeps appending while readers read.
+//
+// Reads by time pause on purpose: 200 ms before answering null after a failed lookup, 50 ms
+// after a successful read that found files. The pauses keep readers that poll from starving
+// the writer of the card and of the catalogue.
+class LoggerApiBase {
+public:
+    LoggerApiBase();
+    virtual ~LoggerApiBase();
+    LoggerApiBase(const LoggerApiBase&) = delete;
+    LoggerApiBase& operator=(const LoggerApiBase&) = delete;
+
+    // Identification. One id may be catalogued once per configuration: getBaseTypeId prefers
+    // the first entry that has files, else the first entry; -1 for an unknown id.
+    int getBaseTypeId(LoggerType type, LoggerDataType dataType, const QString& id);
+    int getDefnBaseTypeId(DefnBaseType& baseType);
+    std::vector<DefnBaseType> readBaseTypes(LoggerType type, LoggerDataType dataType, QString id);
+
+    // Type loading, each in a retried transaction; null when the store is not initialised or
+    // the type cannot be read.
+    std::shared_ptr<DefnBaseType> readBaseType(LoggerType type, int id);
+    std::shared_ptr<DefnBaseType> readMeasuredType(int id);
+    std::shared_ptr<DefnBaseType> readEventType(int id);
+    std::shared_ptr<DefnBaseType> readPqEventType(int id);
+    std::shared_ptr<DefnBaseType> readDisturbType(int id);
+    std::shared_ptr<DefnBaseType> readOperatorType(int id);
+    // The description of the first logger of that id; the list must not be empty.
+    DataMeasType getDataMeasType(const QString& id, LoggerType type, LoggerDataType dataType);
+    // One description per catalogued logger of that id, duplicates kept.
+    std::vector<DataMeasType> getDataMeasTypes(LoggerType type, LoggerDataType dataType, QString id);
+
+    // The items of the logger between start and end, both included, oldest first, file after
+    // file; maxItems below 1 means no bound. Null when the type cannot be read or the files
+    // changed so that the items no longer fit; a result with zero items when no file lies in
+    // the range. header receives the header of the last file read, its scales defaulted where
+    // they are 0.0, and firstItemId the unique id of the first item read from that file. Both
+    // stay as they are when no file is read.
+    template <typename T, typename I>
+    std::shared_ptr<LoggerResult<T, I>> getValues(LoggerType type, int baseTypeId, timespec start,
+                                                  timespec end, int maxItems, int& firstItemId,
+                                                  LoggerHeader& header);
+
+    // File lists. Each returns the files in the order in which they are to be read, and fills
+    // in the sizes of info, whose itemSize the caller sets.
+    std::vector<std::shared_ptr<LoggerFileInfo>> getTimeFileList(std::shared_ptr<DefnBaseType> baseType,
+                                                                 timespec start, timespec end, int maxItems,
+                                                                 FileListInfo& info);
+    std::vector<std::shared_ptr<LoggerFileInfo>>
+    getEventFileList(std::shared_ptr<DefnBaseType> baseType, timespec time, int maxItems, FileListInfo& info);
+    std::vector<std::shared_ptr<LoggerFileInfo>>
+    getItemFileList(std::shared_ptr<DefnBaseType> baseType, timespec time, int maxItems, FileListInfo& info);
+    // Both ends belong to the range.
+    bool IsInRange(timespec t, timespec start, timespec end);
+    // Whether the range and the file's span overlap.
+    bool checkRange(timespec start, timespec end, timespec fileStart, timespec fileEnd);
+    // Counts the items of a range without reading them; -1 if the type cannot be read. Each
+    // file's count is cut at maxItems, the sum is not.
+    template <typename T, typename I>
+    int getNumItems(LoggerType type, int baseTypeId, timespec start, timespec end, int maxItems);
+    // Writes the file list of a count read backward from time into the log.
+    template <typename T, typename I>
+    void logFileList(QString id, LoggerType type, LoggerDataType dataType, timespec time, int maxItems);
+
+    // The header of the type's first file; false without one.
+    bool readHeader(std::shared_ptr<DefnBaseType> baseType, LoggerHeader& header);
+
+    // Whether every item after the first is later than the first; the neighbours are not
+    // compared with each other. False for a null result.
+    template <typename T, typename I> bool checkItemsOrder(std::shared_ptr<LoggerResult<T, I>> result);
+
+    // In-place conversion of count samples between the 16-bit form (32 bytes an item) and the
+    // float form (56 bytes). data must be large enough for the float form.
+    template <typename T> void convertData(char* data, int count);
+
+    // Routine texts through LoggerDb::loggerMessage.
+    void TraceValue(QString name, double value);
+    void TraceString(QString text);
+
+protected:
+    // A pause of a read, through QThread::msleep.
+    static void readPause(unsigned long milliseconds);
+
+    static constexpr unsigned long kFailedLookupPause = 200; // ms before answering null
+    static constexpr unsigned long kReadPause = 50;          // ms after a read by time
+
+private:
+    // The event and item lists share their walk from the newest file backward.
+    std::vector<std::shared_ptr<LoggerFileInfo>> walkBackward(std::shared_ptr<DefnBaseType> baseType,
+                                                              timespec time, int maxItems, FileListInfo& info,
+                                                              bool itemList);
+};
+
+// The scales that a 16-bit sample file without its own scales is read with: volts and amperes
+// per unit, the reciprocals of the units per volt and per ampere.
+constexpr float kDefaultVoltageScale = 0.015208827f;
+constexpr float kDefaultCurrentScale = 0.00023393646f;
+constexpr float kUnitsPerVolt = 65.75129f;
+constexpr float kUnitsPerAmpere = 4274.665f;
+
+template <typename T, typename I>
+std::shared_ptr<LoggerResult<T, I>> LoggerApiBase::getValues(LoggerType type, int baseTypeId, timespec start,
+                                                             timespec end, int maxItems, int& firstItemId,
+                                                             LoggerHeader& header)
+{
+    using Result = LoggerResult<T, I>;
+    const std::shared_ptr<DefnBaseType> baseType = readBaseType(type, baseTypeId);
+    if (baseType == nullptr) {
+        readPause(kFailedLookupPause);
+        return nullptr;
+    }
+
+    FileListInfo info;
+    info.itemSize = static_cast<int32_t>(sizeof(T));
+    const std::vector<std::shared_ptr<LoggerFileInfo>> files =
+        getTimeFileList(baseType, start, end, maxItems, info);
+    if (files.empty()) {
+        LoggerDebug::logMessage(QStringLiteral("Result File List is empty"));
+        return Result::create(0);
+    }
+
+    // A file's items have the size it was written with, which may differ from T.
+    const auto fileItemsIn = [&](const std::shared_ptr<LoggerFileInfo>& file, int& fileItemSize) {
+        fileItemSize = file->DataBlockSize;
+        if (fileItemSize <= 0) {
+            return 0;
+        }
+        return LoggerFileSystem::getBufferSize(file.get(), start, end, maxItems, fileItemSize) / fileItemSize;
+    };
+
+    // Sizing pass: the one allocation of the result follows from it.
+    DataItemsCalculator calculator;
+    calculator.start(maxItems, info.itemSize);
+    long long actualSize = 0;
+    for (const auto& file : files) {
+        int fileItemSize = 0;
+        const int items = fileItemsIn(file, fileItemSize);
+        actualSize += static_cast<long long>(items) * fileItemSize;
+        calculator.calcNext(items, fileItemSize);
+    }
+    if (calculator.mTotalItems < 0) {
+        LoggerDebug::logMessage(QStringLiteral("mTotalItems < 0"));
+        return nullptr;
+    }
+    LoggerDebug::logMessage(QStringLiteral("total items:") + QString::number(calculator.mTotalItems));
+
+    // Files with larger items than T need more room than mTotalItems records of T.
+    const int totalItems = calculator.mTotalItems;
+    const long long allocatedSize = static_cast<long long>(sizeof(T)) * totalItems;
+    long long scaledMaxItems = totalItems;
+    if (allocatedSize < actualSize) {
+        scaledMaxItems =
+            allocatedSize > 0 ? actualSize * totalItems / allocatedSize + 1 : actualSize / sizeof(T) + 1;
+        LoggerDebug::logMessage(QStringLiteral("scaled Items=") + QString::number(scaledMaxItems));
+    }
+    if (scaledMaxItems > INT32_MAX) {
+        return nullptr;
+    }
+    std::shared_ptr<Result> result;
+    try {
+        result = Result::create(static_cast<int>(scaledMaxItems));
+    } catch (const std::bad_array_new_length&) {
+        return nullptr;
+    }
+    if (result->mItems == nullptr && scaledMaxItems > 0) {
+        // Out of memory: there is no array to read into.
+        return nullptr;
+    }
+    const long long capacityBytes = scaledMaxItems * static_cast<long long>(sizeof(T));
+    result->mNumItems = totalItems; // the array keeps its larger capacity until the trim
+    calculator.start(maxItems, info.itemSize);
+
+    // Read pass. The files may have grown since the sizing pass, so each is sized again and
+    // the count checked against the array before its bytes go in.
+    int numItems = 0;
+    int bytes = 0;
+    int blockItems = 0;
+    for (const auto& file : files) {
+        int fileItemSize = 0;
+        const int items = fileItemsIn(file, fileItemSize);
+        calculator.calcNext(items, fileItemSize);
+        const long long offset = static_cast<long long>(numItems) * sizeof(T);
+        if (static_cast<long long>(numItems) + calculator.mCurrentItems > result->mNumItems ||
+            offset + static_cast<long long>(calculator.mCurrentItems) * fileItemSize > capacityBytes) {
+            return nullptr;
+        }
+        if (!LoggerFileSystem::readHeader(file.get(), header)) {
+            LoggerDebug::logMessage(QStringLiteral("Error reading Logger Header"));
+        }
+        if (header.Parameter1 == 0.0f) {
+            LoggerDebug::logMessage(QStringLiteral("header.Parameter1 = 0.0"));
+            header.Parameter1 = kDefaultVoltageScale;
+        }
+        if (header.Parameter2 == 0.0f) {
+            LoggerDebug::logMessage(QStringLiteral("header.Parameter2 = 0.0"));
+            header.Parameter2 = kDefaultCurrentScale;
+        }
+        if (fileItemSize <= 0 || calculator.mCurrentItems <= 0) {
+            continue;
+        }
+        char* target = reinterpret_cast<char*>(result->mItems) + offset;
+        bytes = LoggerFileSystem::readData(file.get(), start, end, calculator.mCurrentItems, fileItemSize,
+                                           target, firstItemId);
+        if (bytes < 0) {
+            // The file went away meanwhile: what was read so far is the answer.
+            break;
+        }
+        blockItems = bytes / fileItemSize;
+        if (fileItemSize != info.itemSize) {
+            LoggerDebug::logMessage(QStringLiteral("Convert Data Item"));
+        }
+        numItems += blockItems;
+    }
+
+    if (result->mNumItems > numItems || allocatedSize < actualSize) {
+        LoggerDebug::logMessage(QStringLiteral("Resize result") + QString::number(result->mNumItems) +
+                                QStringLiteral(" to ") + QString::number(numItems));
+        LoggerDebug::logMessage(QStringLiteral("dataBlockSize") + QString::number(bytes));
+        LoggerDebug::logMessage(QStringLiteral("dataBlockNumItems") + QString::number(blockItems));
+        result->resize(numItems);
+    }
+    LoggerDebug::logMessage(QStringLiteral("readed items: ") + QString::number(result->mNumItems));
+    readPause(kReadPause);
+    return result;
+}
+
+template <typename T, typename I>
+int LoggerApiBase::getNumItems(LoggerType type, int baseTypeId, timespec start, timespec end, int maxItems)
+{
+    const std::shared_ptr<DefnBaseType> baseType = readBaseType(type, baseTypeId);
+    if (baseType == nullptr) {
+        readPause(kFailedLookupPause);
+        return -1;
+    }
+    FileListInfo info;
+    info.itemSize = static_cast<int32_t>(sizeof(T));
+    int count = 0;
+    for (const auto& file : getTimeFileList(baseType, start, end, maxItems, info)) {
+        if (file->DataBlockSize > 0) {
+            count += LoggerFileSystem::getNumItems(file.get(), start, end, maxItems, file->DataBlockSize);
+        }
+    }
+    return count;
+}
+
+template <typename T, typename I>
+void LoggerApiBase::logFileList(QString id, LoggerType type, LoggerDataType dataType, timespec time,
+                                int maxItems)
+{
+    const std::vector<DefnBaseType> types = readBaseTypes(type, dataType, id);
+    if (types.empty()) {
+        return;
+    }
+    const std::shared_ptr<DefnBaseType> baseType = readBaseType(type, types.front().Id);
+    FileListInfo info;
+    info.itemSize = static_cast<int32_t>(sizeof(T));
+    const std::vector<std::shared_ptr<LoggerFileInfo>> files =
+        getEventFileList(baseType, time, maxItems, info);
+    for (std::size_t index = 0; index < files.size(); ++index) {
+        LoggerDebug::logFileInfo(files[index], static_cast<int>(index), LOGGER_MESSAGE_ROUTINE);
+    }
+}
+
+template <typename T, typename I>
+bool LoggerApiBase::checkItemsOrder(std::shared_ptr<LoggerResult<T, I>> result)
+{
+    if (result == nullptr) {
+        return false;
+    }
+    if (result->mNumItems < 2) {
+        return true;
+    }
+    // Every record begins with its time stamp.
+    const auto timeOf = [&](int index) {
+        DataTimespec time{};
+        std::memcpy(&time, &result->mItems[index], sizeof(time));
+        return time;
+    };
+    const DataTimespec first = timeOf(0);
+    for (int index = 1; index < result->mNumItems; ++index) {
+        const DataTimespec time = timeOf(index);
+        const bool later =
+            time.tv_sec > first.tv_sec || (time.tv_sec == first.tv_sec && time.tv_nsec > first.tv_nsec);
+        if (!later) {
+            return false;
+        }
+    }
+    return true;
+}
+
+namespace loggerapi_detail {
+
+// One sample channel in the 16-bit form: the physical value times factor, limited to
+// +-32767 in floating point before it is truncated, so that -32768 never occurs.
+inline short toSample16(float value, float factor)
+{
+    const float scaled = value * factor;
+    if (scaled > 32767.0f) {
+        return 32767;
+    }
+    if (scaled < -32767.0f) {
+        return -32767;
+    }
+    return static_cast<short>(scaled);
+}
+
+} // namespace loggerapi_detail
+
+template <> inline void LoggerApiBase::convertData<DataSamplesBase<float, int>>(char* data, int count)
+{
+    using Narrow = DataSamplesBase<short, short>;
+    using Wide = DataSamplesBase<float, int>;
+    if (data == nullptr || count <= 0) {
+        return;
+    }
+    // Widening runs from the last item to the first, so that no wide item overwrites a narrow
+    // one still to be read; the first three narrow items lie under wide ones written before
+    // them and are saved first.
+    Narrow saved[3];
+    const int numSaved = count < 3 ? count : 3;
+    std::memcpy(static_cast<void*>(saved), data, sizeof(Narrow) * static_cast<std::size_t>(numSaved));
+    for (int index = count - 1; index >= 0; --index) {
+        Narrow source;
+        if (index < numSaved) {
+            source = saved[index];
+        } else {
+            std::memcpy(static_cast<void*>(&source), data + sizeof(Narrow) * static_cast<std::size_t>(index),
+                        sizeof(Narrow));
+        }
+        Wide target;
+        target.utc = source.utc;
+        target.quality = source.quality;
+        for (int channel = 0; channel < 11; ++channel) {
+            target.values[channel] = static_cast<float>(source.values[channel]) *
+                                     (channel < 7 ? kDefaultVoltageScale : kDefaultCurrentScale);
+        }
+        std::memcpy(data + sizeof(Wide) * static_cast<std::size_t>(index), &target, sizeof(Wide));
+    }
+}
+
+template <> inline void LoggerApiBase::convertData<DataSamplesBase<short, short>>(char* data, int count)
+{
+    using Narrow = DataSamplesBase<short, short>;
+    using Wide = DataSamplesBase<float, int>;
+    if (data == nullptr || count <= 0) {
+        return;
+    }
+    // Narrowing runs from the first item to the last; the first items overlap their own
+    // narrow place and are read from a saved copy.
+    Wide saved[3];
+    const int numSaved = count < 3 ? count : 3;
+    std::memcpy(static_cast<void*>(saved), data, sizeof(Wide) * static_cast<std::size_t>(numSaved));
+    for (int index = 0; index < count; ++index) {
+        Wide source;
+        if (index < numSaved) {
+            source = saved[index];
+        } else {
+            std::memcpy(static_cast<void*>(&source), data + sizeof(Wide) * static_cast<std::size_t>(index),
+                        sizeof(Wide));
+        }
+        Narrow target;
+        target.utc = source.utc;
+        target.quality = static_cast<short>(source.quality);
+        for (int channel = 0; channel < 11; ++channel) {
+            target.values[channel] = loggerapi_detail::toSample16(
+                source.values[channel], channel < 7 ? kUnitsPerVolt : kUnitsPerAmpere);
+        }
+        std::memcpy(data + sizeof(Narrow) * static_cast<std::size_t>(index), &target, sizeof(Narrow));
+    }
+}

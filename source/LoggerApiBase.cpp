@@ -1,0 +1,371 @@
+#include "LoggerApiBase.h"
+
+#include "DefnTypePersistance.h"
+#include "LoggerRetriedTransaction.h"
+#include "LoggerTestSeams.h"
+
+#include <QThread>
+
+#include <algorithm>
+
+namespace {
+
+std::function<void(unsigned long)> sReadPauseObserver;
+
+QString number(LoggerType type)
+{
+    return QString::number(static_cast<int>(type));
+}
+
+QString number(LoggerDataType dataType)
+{
+    return QString::number(static_cast<int>(dataType));
+}
+
+bool earlier(const DataTimespec& a, const DataTimespec& b)
+{
+    return a.tv_sec < b.tv_sec || (a.tv_sec == b.tv_sec && a.tv_nsec < b.tv_nsec);
+}
+
+// Oldest first by the start of the first item; files without an object sort first, where the
+// walk from the newest file reaches them last.
+void sortByStart(std::vector<std::shared_ptr<LoggerFileInfo>>& files)
+{
+    std::stable_sort(files.begin(), files.end(),
+                     [](const std::shared_ptr<LoggerFileInfo>& a, const std::shared_ptr<LoggerFileInfo>& b) {
+                         if (a == nullptr || b == nullptr) {
+                             return a == nullptr && b != nullptr;
+                         }
+                         return earlier(a->UtcStart, b->UtcStart);
+                     });
+}
+
+// A type loaded by id in a retried transaction of its own.
+std::shared_ptr<DefnBaseType> loadType(LoggerType type, int id, const char* description, bool reportFailure)
+{
+    if (!LoggerDb::getInstance().isInitialized()) {
+        return nullptr;
+    }
+    std::shared_ptr<DefnBaseType> baseType;
+    const bool ok = retriedTransaction(description, [&] {
+        baseType = DefnTypePersistance().readBaseType(type, id);
+        return true;
+    });
+    if (!ok && reportFailure) {
+        LoggerDb::getInstance().loggerMessage(
+            ("cannot read Base Type, Loggertype: " + number(type)).toStdString(), LOGGER_MESSAGE_FATAL);
+    }
+    return baseType;
+}
+
+void message(const QString& text, LoggerMessageType type)
+{
+    LoggerDb::getInstance().loggerMessage(text.toStdString(), type);
+}
+
+} // namespace
+
+void setReadPauseObserverForTesting(std::function<void(unsigned long milliseconds)> observer)
+{
+    sReadPauseObserver = std::move(observer);
+}
+
+LoggerApiBase::LoggerApiBase() = default;
+
+LoggerApiBase::~LoggerApiBase() = default;
+
+void LoggerApiBase::readPause(unsigned long milliseconds)
+{
+    if (sReadPauseObserver) {
+        sReadPauseObserver(milliseconds);
+    }
+    QThread::msleep(milliseconds);
+}
+
+int LoggerApiBase::getBaseTypeId(LoggerType type, LoggerDataType dataType, const QString& id)
+{
+    const std::vector<DefnBaseType> types = readBaseTypes(type, dataType, id);
+    if (types.empty()) {
+        return -1;
+    }
+    LoggerDb& db = LoggerDb::getInstance();
+    if (db.isLoggingEnabled()) {
+        message(QStringLiteral("Ids:") + QString::number(types.size()) + QStringLiteral(" Type:") +
+                    number(type) + QStringLiteral(" Data:") + number(dataType),
+                LOGGER_MESSAGE_TRACE);
+    }
+    if (types.size() == 1) {
+        return types.front().Id;
+    }
+    // One id catalogued under several configurations: the first that has files is the one
+    // that was written. The lookup goes through the measured-type table whatever the family;
+    // an event logger thus never counts as having files and the first entry answers.
+    for (const DefnBaseType& entry : types) {
+        const std::shared_ptr<DefnBaseType> measured = readMeasuredType(entry.Id);
+        if (measured == nullptr) {
+            message(QStringLiteral("measuredType == nullptr, Id= ") + QString::number(entry.Id),
+                    LOGGER_MESSAGE_ERROR);
+            continue;
+        }
+        const int count = measured->getFileListSize();
+        if (db.isLoggingEnabled()) {
+            message(QStringLiteral("Id: ") + QString::number(entry.Id) + QStringLiteral(" Size: ") +
+                        QString::number(count),
+                    LOGGER_MESSAGE_ROUTINE);
+        }
+        if (count > 0) {
+            return entry.Id;
+        }
+    }
+    return types.front().Id;
+}
+
+int LoggerApiBase::getDefnBaseTypeId(DefnBaseType& baseType)
+{
+    return baseType.Id;
+}
+
+std::vector<DefnBaseType> LoggerApiBase::readBaseTypes(LoggerType type, LoggerDataType dataType, QString id)
+{
+    return DefnTypePersistance().readBaseTypes(type, dataType, id, false);
+}
+
+std::shared_ptr<DefnBaseType> LoggerApiBase::readBaseType(LoggerType type, int id)
+{
+    return loadType(type, id, "readBaseType", true);
+}
+
+std::shared_ptr<DefnBaseType> LoggerApiBase::readMeasuredType(int id)
+{
+    return id < 0 ? nullptr : loadType(LoggerType::CYCLIC, id, "readMeasuredType", false);
+}
+
+std::shared_ptr<DefnBaseType> LoggerApiBase::readEventType(int id)
+{
+    return id < 0 ? nullptr : loadType(LoggerType::EVENT, id, "readEventType", false);
+}
+
+std::shared_ptr<DefnBaseType> LoggerApiBase::readPqEventType(int id)
+{
+    return id < 0 ? nullptr : loadType(LoggerType::PQEVENT, id, "readPqEventType", false);
+}
+
+std::shared_ptr<DefnBaseType> LoggerApiBase::readDisturbType(int id)
+{
+    return id < 0 ? nullptr : loadType(LoggerType::DISTURB, id, "readDisturbType", false);
+}
+
+std::shared_ptr<DefnBaseType> LoggerApiBase::readOperatorType(int id)
+{
+    return id < 0 ? nullptr : loadType(LoggerType::OPERATOR, id, "readOperatorType", false);
+}
+
+DataMeasType LoggerApiBase::getDataMeasType(const QString& id, LoggerType type, LoggerDataType dataType)
+{
+    const std::vector<DataMeasType> types = getDataMeasTypes(type, dataType, id);
+    return types.empty() ? DataMeasType() : types.front();
+}
+
+std::vector<DataMeasType> LoggerApiBase::getDataMeasTypes(LoggerType type, LoggerDataType dataType,
+                                                          QString id)
+{
+    DefnTypePersistance persistance;
+    std::vector<DataMeasType> result;
+    for (const auto& baseType : persistance.readPtrBaseTypes(type, dataType, id)) {
+        result.push_back(persistance.getDataMeasType(baseType));
+    }
+    return result;
+}
+
+bool LoggerApiBase::IsInRange(timespec t, timespec start, timespec end)
+{
+    const auto notBefore = [](timespec a, timespec b) {
+        return a.tv_sec > b.tv_sec || (a.tv_sec == b.tv_sec && a.tv_nsec >= b.tv_nsec);
+    };
+    return notBefore(t, start) && notBefore(end, t);
+}
+
+bool LoggerApiBase::checkRange(timespec start, timespec end, timespec fileStart, timespec fileEnd)
+{
+    const auto notBefore = [](timespec a, timespec b) {
+        return a.tv_sec > b.tv_sec || (a.tv_sec == b.tv_sec && a.tv_nsec >= b.tv_nsec);
+    };
+    if (notBefore(start, fileStart) && notBefore(fileEnd, end)) {
+        return true; // the range lies inside the file
+    }
+    return IsInRange(fileStart, start, end) || IsInRange(fileEnd, start, end);
+}
+
+std::vector<std::shared_ptr<LoggerFileInfo>>
+LoggerApiBase::getTimeFileList(std::shared_ptr<DefnBaseType> baseType, timespec start, timespec end,
+                               int maxItems, FileListInfo& info)
+{
+    info.totalSize = 0;
+    info.startItem = 0;
+    std::vector<std::shared_ptr<LoggerFileInfo>> list;
+    if (baseType == nullptr) {
+        return list;
+    }
+    const bool logging = LoggerDebug::isLogEnabled();
+    const int numFiles = baseType->getFileListSize();
+    if (logging) {
+        LoggerDebug::logMessage(baseType->getConfigId() + QStringLiteral(" File list size: ") +
+                                QString::number(numFiles));
+    }
+    DataItemsCalculator calculator;
+    calculator.start(maxItems, info.itemSize);
+    if (logging) {
+        LoggerDebug::logUtcRange(QStringLiteral("Filelist utcStart, utcEnd:"), start, end, true);
+    }
+    for (int index = 0; index < numFiles; ++index) {
+        const std::shared_ptr<LoggerFileInfo> file = baseType->getFileInfo(index);
+        if (file == nullptr) {
+            continue;
+        }
+        // The catalogue's range of the file the writer is appending to lags behind: the true
+        // first and last item replace it, in this reader's copy only.
+        timespec fileStart = file->UtcStart;
+        timespec fileEnd = file->UtcEnd;
+        if (LoggerFileSystem::readUtcRange(file.get(), fileStart, fileEnd, file->DataBlockSize)) {
+            file->UtcStart = fileStart;
+            file->UtcEnd = fileEnd;
+        } else {
+            fileStart = file->UtcStart;
+            fileEnd = file->UtcEnd;
+        }
+        if (logging) {
+            LoggerDebug::logUtcRange(QStringLiteral("Filelist current File [") + QString::number(index) +
+                                         QStringLiteral("]:"),
+                                     fileStart, fileEnd, true);
+        }
+        const bool push = checkRange(start, end, fileStart, fileEnd);
+        if (!push || file->DataBlockSize <= 0) {
+            continue;
+        }
+        const int bytes =
+            LoggerFileSystem::getBufferSize(file.get(), start, end, maxItems, file->DataBlockSize);
+        calculator.calcNext(bytes / file->DataBlockSize, file->DataBlockSize);
+        info.totalSize = calculator.getTotalSize();
+        if (logging) {
+            message(QStringLiteral("files: total=") + QString::number(calculator.mTotalItems) +
+                        QStringLiteral(" max=") + QString::number(calculator.mMaxItems) +
+                        QStringLiteral(" current=") + QString::number(calculator.mCurrentItems) +
+                        QStringLiteral(" end=") + QString::number(calculator.mLimitPassed) +
+                        QStringLiteral(" push= ") + QString::number(push),
+                    LOGGER_MESSAGE_TRACE);
+        }
+        if (!calculator.mLimitPassed) {
+            list.push_back(file);
+        }
+    }
+    if (logging) {
+        LoggerDebug::logMessage(QStringLiteral("FileList size: =") + QString::number(list.size()));
+    }
+    return list;
+}
+
+std::vector<std::shared_ptr<LoggerFileInfo>>
+LoggerApiBase::getEventFileList(std::shared_ptr<DefnBaseType> baseType, timespec time, int maxItems,
+                                FileListInfo& info)
+{
+    return walkBackward(std::move(baseType), time, maxItems, info, false);
+}
+
+std::vector<std::shared_ptr<LoggerFileInfo>>
+LoggerApiBase::getItemFileList(std::shared_ptr<DefnBaseType> baseType, timespec time, int maxItems,
+                               FileListInfo& info)
+{
+    return walkBackward(std::move(baseType), time, maxItems, info, true);
+}
+
+// From the newest file backward, each file gives the items up to time, until the count is
+// used up; the oldest file of the list is then read from startItem on. The item list passes
+// over files whose first item already lies at or after time (their position says nothing
+// about what came before), and files that cannot be searched.
+std::vector<std::shared_ptr<LoggerFileInfo>>
+LoggerApiBase::walkBackward(std::shared_ptr<DefnBaseType> baseType, timespec time, int maxItems,
+                            FileListInfo& info, bool itemList)
+{
+    std::vector<std::shared_ptr<LoggerFileInfo>> list;
+    if (baseType == nullptr || info.itemSize <= 0) {
+        info.totalSize = 0;
+        info.startItem = 0;
+        return list;
+    }
+    std::vector<std::shared_ptr<LoggerFileInfo>> files;
+    const int numFiles = baseType->getFileListSize();
+    for (int index = 0; index < numFiles; ++index) {
+        files.push_back(baseType->getFileInfo(index));
+    }
+    sortByStart(files);
+    DataItemsCalculator calculator;
+    calculator.start(maxItems, info.itemSize);
+    info.totalSize = 0;
+    info.startItem = 0;
+
+    std::shared_ptr<LoggerFileInfo> lastFile;
+    int index = 0;
+    for (auto it = files.rbegin(); it != files.rend(); ++it) {
+        const std::shared_ptr<LoggerFileInfo>& file = *it;
+        if (file == nullptr) {
+            message(itemList ? QStringLiteral("getItemFileList: fileInfo = nullptr")
+                             : QStringLiteral("getEventFileList: fileInfo = nullptr"),
+                    LOGGER_MESSAGE_FATAL);
+            continue;
+        }
+        const int itemsInFile =
+            (LoggerFileSystem::getFileSize(file.get()) - file->HeaderSize) / info.itemSize;
+        const int position = LoggerFileSystem::getUtcPosition(file.get(), time, info.itemSize, false);
+        if (itemList && position < 0) {
+            continue;
+        }
+        index = (position - file->HeaderSize) / info.itemSize;
+        if (itemList && itemsInFile >= 2 && index == 0) {
+            continue;
+        }
+        calculator.calcNext(std::min(index + 1, itemsInFile), file->DataBlockSize);
+        info.totalSize = calculator.getTotalSize();
+        if (calculator.mLimitReached) {
+            lastFile = file;
+            break;
+        }
+        list.push_back(file);
+    }
+    if (lastFile != nullptr && !calculator.mLimitPassed) {
+        info.startItem = index - calculator.mCurrentItems + 1;
+        list.push_back(lastFile);
+    }
+    sortByStart(list);
+    if (itemList) {
+        info.selectedSize = info.totalSize;
+    } else {
+        message(QStringLiteral("Event (") + number(baseType->mDataType) + QStringLiteral(")") +
+                    QStringLiteral("Total Buffer Size = ") + QString::number(info.totalSize) +
+                    QStringLiteral(", ") + QStringLiteral("utc = ") + QString::number(time.tv_sec) +
+                    QStringLiteral(", ") + QString::number(time.tv_nsec),
+                LOGGER_MESSAGE_ROUTINE);
+    }
+    return list;
+}
+
+bool LoggerApiBase::readHeader(std::shared_ptr<DefnBaseType> baseType, LoggerHeader& header)
+{
+    if (baseType == nullptr) {
+        return false;
+    }
+    const std::shared_ptr<LoggerFileInfo> file = baseType->getFileInfo(0);
+    if (file == nullptr) {
+        return false;
+    }
+    return LoggerFileSystem::readHeader(file.get(), header);
+}
+
+void LoggerApiBase::TraceValue(QString name, double value)
+{
+    message(name + QStringLiteral(" ") + QString::number(value, 'g', 6), LOGGER_MESSAGE_ROUTINE);
+}
+
+void LoggerApiBase::TraceString(QString text)
+{
+    message(text, LOGGER_MESSAGE_ROUTINE);
+}
