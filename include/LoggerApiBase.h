@@ -105,6 +105,9 @@ public:
     void TraceString(QString text);
 
 protected:
+    // The bound handed to the file functions: there 0 means no items at all, while for a
+    // reader every bound below 1 means no bound.
+    static int fileBound(int maxItems) { return maxItems < 1 ? -1 : maxItems; }
     // A pause of a read, through QThread::msleep.
     static void readPause(unsigned long milliseconds);
 
@@ -152,7 +155,8 @@ std::shared_ptr<LoggerResult<T, I>> LoggerApiBase::getValues(LoggerType type, in
         if (fileItemSize <= 0) {
             return 0;
         }
-        return LoggerFileSystem::getBufferSize(file.get(), start, end, maxItems, fileItemSize) / fileItemSize;
+        return LoggerFileSystem::getBufferSize(file.get(), start, end, fileBound(maxItems), fileItemSize) /
+               fileItemSize;
     };
 
     // Sizing pass: the one allocation of the result follows from it.
@@ -222,7 +226,7 @@ std::shared_ptr<LoggerResult<T, I>> LoggerApiBase::getValues(LoggerType type, in
             LoggerDebug::logMessage(QStringLiteral("header.Parameter2 = 0.0"));
             header.Parameter2 = kDefaultCurrentScale;
         }
-        if (fileItemSize <= 0 || calculator.mCurrentItems <= 0) {
+        if (fileItemSize <= 0) {
             continue;
         }
         char* target = reinterpret_cast<char*>(result->mItems) + offset;
@@ -264,7 +268,8 @@ int LoggerApiBase::getNumItems(LoggerType type, int baseTypeId, timespec start, 
     int count = 0;
     for (const auto& file : getTimeFileList(baseType, start, end, maxItems, info)) {
         if (file->DataBlockSize > 0) {
-            count += LoggerFileSystem::getNumItems(file.get(), start, end, maxItems, file->DataBlockSize);
+            count += LoggerFileSystem::getNumItems(file.get(), start, end, fileBound(maxItems),
+                                                   file->DataBlockSize);
         }
     }
     return count;

@@ -243,7 +243,7 @@ LoggerApiBase::getTimeFileList(std::shared_ptr<DefnBaseType> baseType, timespec 
             continue;
         }
         const int bytes =
-            LoggerFileSystem::getBufferSize(file.get(), start, end, maxItems, file->DataBlockSize);
+            LoggerFileSystem::getBufferSize(file.get(), start, end, fileBound(maxItems), file->DataBlockSize);
         calculator.calcNext(bytes / file->DataBlockSize, file->DataBlockSize);
         info.totalSize = calculator.getTotalSize();
         if (logging) {
@@ -323,7 +323,8 @@ LoggerApiBase::walkBackward(std::shared_ptr<DefnBaseType> baseType, timespec tim
         if (itemList && itemsInFile >= 2 && index == 0) {
             continue;
         }
-        calculator.calcNext(std::min(index + 1, itemsInFile), file->DataBlockSize);
+        // A file that cannot be searched gives a negative count; it adds nothing.
+        calculator.calcNext(std::max(0, std::min(index + 1, itemsInFile)), file->DataBlockSize);
         info.totalSize = calculator.getTotalSize();
         if (calculator.mLimitReached) {
             lastFile = file;
