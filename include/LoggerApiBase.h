@@ -187,9 +187,17 @@ std::shared_ptr<LoggerResult<T, I>> LoggerApiBase::getValues(LoggerType type, in
     if (scaledMaxItems > INT32_MAX) {
         return nullptr;
     }
+    // Where every file holds records of T, the read fills each item that the result keeps and
+    // the zeroing of the array would be paid for nothing; other layouts leave gaps, which stay
+    // zero.
+    bool sameLayout = true;
+    for (const auto& file : files) {
+        sameLayout = sameLayout && file->DataBlockSize == info.itemSize;
+    }
     std::shared_ptr<Result> result;
     try {
-        result = Result::create(static_cast<int>(scaledMaxItems));
+        const int capacity = static_cast<int>(scaledMaxItems);
+        result = sameLayout ? Result::createForRead(capacity) : Result::create(capacity);
     } catch (const std::bad_array_new_length&) {
         return nullptr;
     }

@@ -60,6 +60,14 @@ public:
     QMutex mMutex;                     // guards the allocation and release of mItems
 
 private:
+    friend class LoggerApiBase;
+    struct Unzeroed {};
+    LoggerResult(unsigned int numItems, Unzeroed);
+    // For a read that overwrites every item it keeps: the array is not zeroed, since the
+    // bytes of each kept item come from a data file and the rest is cut off before the result
+    // is handed out. Null-safe like create; a separate allocation for object and control block.
+    static std::shared_ptr<LoggerResult> createForRead(int numItems);
+
     // new[] in its non-throwing form: null when memory is short. A count that is negative or
     // whose size in bytes does not fit a size_t throws, before anything is allocated.
     static LoggerValueType* allocateItems(long long numItems);
@@ -77,6 +85,23 @@ LoggerResult<LoggerValueType, LoggerInfoType>::LoggerResult(unsigned int numItem
     } else {
         zeroItems();
     }
+}
+
+template <typename LoggerValueType, typename LoggerInfoType>
+LoggerResult<LoggerValueType, LoggerInfoType>::LoggerResult(unsigned int numItems, Unzeroed)
+    : mNumItems(static_cast<int>(numItems)), mItems(allocateItems(numItems)), mInterval(0.0)
+{
+    QMutexLocker locker(&mMutex);
+    if (mItems == nullptr) {
+        mNumItems = 0;
+    }
+}
+
+template <typename LoggerValueType, typename LoggerInfoType>
+std::shared_ptr<LoggerResult<LoggerValueType, LoggerInfoType>>
+LoggerResult<LoggerValueType, LoggerInfoType>::createForRead(int numItems)
+{
+    return std::shared_ptr<LoggerResult>(new LoggerResult(static_cast<unsigned int>(numItems), Unzeroed{}));
 }
 
 template <typename LoggerValueType, typename LoggerInfoType>

@@ -4,10 +4,9 @@
 // of its own.
 
 #include "../source/LoggerTestSeams.h"
+#include "CataloguedFiles.h"
 #include "DataFileBuilder.h"
 #include "DefnBaseType.h"
-#include "DefnMeasureType.h"
-#include "DefnTypePersistance.h"
 #include "FileInfoPersistance.h"
 #include "LoggerApiBase.h"
 #include "LoggerDb.h"
@@ -67,43 +66,18 @@ protected:
         setLoggerMessageObserverForTesting(nullptr);
     }
 
-    // A measure type of that identification in the catalogue, without files yet.
     std::shared_ptr<DefnBaseType> catalogueType(const QString& configId)
     {
-        DefnTypePersistance defn;
-        auto type = defn.createMeasuredType();
-        type->mDataType = LoggerDataType::VTQ;
-        defn.getMeasuredType(type)->MeasType.configId = configId;
-        defn.getMeasuredType(type)->MeasType.interval = 1.0;
-        EXPECT_TRUE(retriedTransaction("ReadFrameTest", [&] { return defn.persist(type) > 0; }));
+        auto type = CataloguedFiles::measureType(configId, LoggerDataType::VTQ);
+        EXPECT_NE(type, nullptr);
         return type;
     }
 
-    // A data file of the type laid down by the builder and catalogued with the range of its
-    // items, linked as the type's newest file.
     std::shared_ptr<LoggerFileInfo> catalogueFile(std::shared_ptr<DefnBaseType>& type,
                                                   DataFileBuilder& builder)
     {
-        builder.guid(0x200 + mFiles++, 0).baseTypeId(type->Id);
-        EXPECT_FALSE(builder.write().isEmpty());
-        const PtrLoggerFileInfo plain = builder.fileInfo();
-        auto info = FileInfoPersistance().createInstance(type->mType);
-        info->UtcCreated = plain->UtcCreated;
-        info->DataType = plain->DataType;
-        info->GuidLow = plain->GuidLow;
-        info->GuidHigh = plain->GuidHigh;
-        info->HeaderSize = plain->HeaderSize;
-        info->DataBlockSize = plain->DataBlockSize;
-        if (builder.itemCount() > 0) {
-            info->UtcStart = builder.stamp(0);
-            info->UtcEnd = builder.stamp(builder.itemCount() - 1);
-        }
-        EXPECT_TRUE(retriedTransaction("ReadFrameTest", [&] {
-            if (!FileInfoPersistance().persist(info))
-                return false;
-            type->AppendFileInfo(info);
-            return DefnTypePersistance().update(type);
-        }));
+        auto info = CataloguedFiles::addFile(type, builder, 0x200 + mFiles++);
+        EXPECT_NE(info, nullptr);
         return info;
     }
 
