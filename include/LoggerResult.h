@@ -216,3 +216,11 @@ using PtrLoggerResultQuadMeter = std::shared_ptr<LoggerResult<DataQuadMeter>>;
 using PtrLoggerResultSystemMeter = std::shared_ptr<LoggerResult<DataSystemMeter>>;
 using PtrLoggerResultAggregatedFloat = std::shared_ptr<LoggerResult<DataAggregated<float>>>;
 using PtrLoggerResultAggregatedDouble = std::shared_ptr<LoggerResult<DataAggregated<double>>>;
+
+// The results of several loggers of one family read over one span, and the configId of the
+// logger of each: entry i of names belongs to entry i of results. A result may be null where
+// its logger could not be read.
+template <typename T> struct LoggerResultList {
+    std::vector<std::shared_ptr<LoggerResult<T, void*>>> results;
+    std::vector<std::string> names;
+};

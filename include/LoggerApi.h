@@ -1,0 +1,232 @@
+#pragma once
+
+#include "DatabaseInterface.h"
+#include "LoggerApiBase.h"
+#include "LoggerApiInterface.h"
+#include "TrackObject.h"
+
+#include <QString>
+
+#include <ctime>
+#include <memory>
+#include <vector>
+
+// The read API of the store: LoggerApiInterface over the engine LoggerApiBase. Each getter
+// checks that the store is valid, turns the identification into the base type of the
+// catalogue and reads the items of the range into one result; all a call needs lives on its
+// stack, so one object serves any thread of a reader. Its log lines go to "Logger.Api".
+//
+// Getters whose part of the store is not there yet answer their failure value (null, an empty
+// list, false, -1) and log "<operation>: not available yet" as a warning.
+class LoggerApi : public LoggerApiInterface, public LoggerApiBase, public TrackObject {
+public:
+    LoggerApi();
+    ~LoggerApi() override;
+    LoggerApi(const LoggerApi&) = delete;
+    LoggerApi& operator=(const LoggerApi&) = delete;
+
+    // The operations of LoggerApiInterface, in its order.
+    void registerLoggerstate(QObject* receiver) override;
+    void unregisterLoggerstate(QObject* receiver) override;
+    double getMaximalLoggerSize(LoggerType type, LoggerDataType dataType) override;
+    double getUsedLoggerSize(LoggerType type, LoggerDataType dataType) override;
+    bool getTimeRange(LoggerType type, LoggerDataType dataType, const QString& id, timespec& start,
+                      timespec& end) override;
+    std::vector<QString> getMeasIDs(LoggerType type) override;
+    std::vector<DataMeasType> getMeanMeasTypes(const QString& id) override;
+    std::vector<DataMeasType> getMeterMeasTypes(const QString& id) override;
+    std::vector<DataMeasType> getHarmonicsMeasTypes(const QString& id) override;
+    std::vector<DataMeasType> getStatisticMeasTypes(const QString& id) override;
+    PtrLoggerResultItq getItqValues(int baseTypeId, timespec start, timespec end) override;
+    PtrLoggerResultVtq getVtqValues(int baseTypeId, timespec start, timespec end) override;
+    PtrLoggerResultDtq getDtqValues(int baseTypeId, timespec start, timespec end) override;
+    PtrLoggerResultItq getItqValues(const QString& id, timespec start, timespec end) override;
+    PtrLoggerResultVtq getVtqValues(const QString& id, timespec start, timespec end) override;
+    PtrLoggerResultDtq getDtqValues(const QString& id, timespec start, timespec end) override;
+    PtrLoggerResultMean getMeanValues(const QString& id, timespec start, timespec end) override;
+    PtrLoggerResultVtq getRms_1_2_Values(const QString& id, timespec start, timespec end) override;
+    PtrLoggerResultItq getDigital_1_2_Values(const QString& id, timespec start, timespec end) override;
+    PtrLoggerResultVtq getFrequency_1_2_Values(const QString& id, timespec start, timespec end) override;
+    LoggerResultList<DataXtq<float>> getAllRms_1_2_Values(const QString& id, long long timeId) override;
+    LoggerResultList<DataXtq<int>> getAllDigital_1_2_Values(const QString& id, long long timeId) override;
+    PtrLoggerResultSignalVoltages getSignalVoltages(const QString& id, timespec start, timespec end) override;
+    PtrLoggerResultSamples getSamplesValues(const QString& id, timespec start, timespec end,
+                                            bool unused) override;
+    PtrLoggerResultSamples16 getSamples16Values(const QString& id, timespec start, timespec end,
+                                                bool unused) override;
+    PtrLoggerResultAggregatedFloat getAggregatedVtqValues(const QString& id, timespec start, timespec end,
+                                                          int interval, int maxItems) override;
+    PtrLoggerResultAggregatedDouble getAggregatedDtqValues(const QString& id, timespec start, timespec end,
+                                                           int interval, int maxItems) override;
+    PtrLoggerResultDtq getSelectedDtqValues(const QString& id, timespec time, int offset, int count) override;
+    PtrLoggerResultVtq getSelectedVtqValues(const QString& id, timespec time, int offset, int count) override;
+    PtrLoggerResultMean getSelectedMeanValues(const QString& id, timespec time, int offset,
+                                              int count) override;
+    PtrLoggerResultMean getAggregatedMeanValues(const QString& id, timespec start, timespec end, int interval,
+                                                int maxItems) override;
+    PtrLoggerResultMean getFilteredMeanValues(const QString& id, timespec start, timespec end,
+                                              unsigned int qualityMask) override;
+    PtrLoggerResultOperator getOperatorEvents(timespec time, int maxItems, int baseTypeId) override;
+    PtrLoggerResultOperator getOperatorEvents(timespec start, timespec end, int baseTypeId) override;
+    PtrLoggerResultOperator getOperatorEvents(timespec start, timespec end, int maxItems,
+                                              int baseTypeId) override;
+    PtrLoggerResultOperator getSelectedOperatorEvents(timespec time, int offset, int count) override;
+    PtrLoggerResultEvent getEvents(const QString& id, timespec time, int maxItems) override;
+    PtrLoggerResultEvent getSelectedEvents(const QString& id, timespec time, int offset, int count) override;
+    PtrLoggerResultPqEvent getPqEvents(const QString& id, timespec time, int maxItems) override;
+    PtrLoggerResultRseEvent getRseEvents(const QString& id, timespec time, int maxItems) override;
+    int getNumPqEvents(const QString& id, timespec start, timespec end) override;
+    PtrLoggerResultPqEvent getPqEvents(const QString& id, timespec start, timespec end,
+                                       int maxItems) override;
+    DataEventClass35 getPqEventClasses(const QString& id, timespec start, timespec end,
+                                       int maxItems) override;
+    PtrLoggerResultRseEvent getRseEvents(const QString& id, timespec start, timespec end,
+                                         int maxItems) override;
+    PtrLoggerResultPqEvent getSelectedPqEvents(const QString& id, timespec time, int offset,
+                                               int count) override;
+    PtrLoggerResultRseEvent getSelectedRseEvents(const QString& id, timespec time, int offset,
+                                                 int count) override;
+    PtrLoggerResultSignalEvent getSignalEvents(const QString& id, timespec time, int maxItems) override;
+    PtrLoggerResultSignalEvent getSignalEvents(const QString& id, timespec start, timespec end,
+                                               int maxItems) override;
+    PtrLoggerResultSignalEvent getSelectedSignalEvents(const QString& id, timespec time, int offset,
+                                                       int count) override;
+    PtrLoggerResultDisturb getDisturbanceValues(const QString& id, timespec start, timespec end,
+                                                int maxItems) override;
+    int getNumberOfOpenedFiles() override;
+    std::vector<DataLoggerFile> getFileList(LoggerType type, LoggerDataType dataType,
+                                            QString filter) override;
+    PtrLoggerResultHarmonics getHarmonics(const QString& id, timespec start, timespec end,
+                                          bool complexAmplitude,
+                                          LoggerApiInterface::HarmonicConnectionType connection) override;
+    PtrLoggerResultHarmonics getHarmonicsAbsolute(const QString& id, timespec start, timespec end) override;
+    PtrLoggerResultArray41 getArray41(const QString& id, timespec start, timespec end) override;
+    PtrLoggerResultPercentile41 getPercentile3_41(const QString& id, timespec start, timespec end) override;
+    PtrLoggerResultPercentile51 getPercentile3_51(const QString& id, timespec start, timespec end) override;
+    PtrLoggerResultComplexArray getComplexArray(const QString& id, timespec start, timespec end) override;
+    PtrLoggerResultPrevailingArray getPrevailingArray(const QString& id, timespec start,
+                                                      timespec end) override;
+    PtrLoggerResultContributionArray getContributionArray(const QString& id, timespec start,
+                                                          timespec end) override;
+    void writeMeasuredValuesToFile(const QString& id, timespec start, timespec end,
+                                   const QString& fileName) override;
+    void writeDisturbValuesToFile(const QString& id, timespec start, timespec end,
+                                  const QString& fileName) override;
+    void writePqEventValuesToFile(const QString& id, timespec start, timespec end,
+                                  const QString& fileName) override;
+    void writeComplexValuesToFile(const QString& id, timespec start, timespec end,
+                                  const QString& fileName) override;
+    void writePrevailingValuesToFile(const QString& id, timespec start, timespec end,
+                                     const QString& fileName) override;
+    void writeContributionValuesToFile(const QString& id, timespec start, timespec end,
+                                       const QString& fileName) override;
+    void writePercentileValuesToFile(const QString& id, timespec start, timespec end,
+                                     const QString& fileName) override;
+    PtrLoggerResultStatistic getStatisticValues(const QString& id, timespec start, timespec end) override;
+    std::shared_ptr<DataStatisticBase<float>> calculateStatistic(const QString& id, timespec start,
+                                                                 timespec end, int interval) override;
+    PtrLoggerResultHistogram2650 getFrequencyDatas(const QString& id, timespec start, timespec end,
+                                                   double& interval) override;
+    PtrLoggerResultHistogram200 getMainsSignallingDatas(const QString& id, timespec start, timespec end,
+                                                        double& interval) override;
+    std::shared_ptr<DataHistogram<2650>> getFrequencyHistogram(const QString& id, timespec start,
+                                                               timespec end, bool cumulative) override;
+    std::shared_ptr<DataHistogram<200>> getMainsSignallingHistogram(const QString& id, timespec start,
+                                                                    timespec end, bool cumulative) override;
+    std::shared_ptr<DataStatisticBase<float>> getFrequencyStatistic(const QString& id, timespec start,
+                                                                    timespec end, float nominal,
+                                                                    float lowerPercent,
+                                                                    float upperPercent) override;
+    std::shared_ptr<DataStatisticBase<float>> getMainsSignallingStatistic(const QString& id, timespec start,
+                                                                          timespec end, float nominal,
+                                                                          float lowerPercent,
+                                                                          float upperPercent) override;
+    std::shared_ptr<DataStatisticBase<float>> getMeanStatistic(const QString& id, timespec start,
+                                                               timespec end, float nominal,
+                                                               float lowerPercent,
+                                                               float upperPercent) override;
+    std::shared_ptr<DataStatisticBase<float>> getHarmonicsStatistic(const QString& id, timespec start,
+                                                                    timespec end, int* orders, float* limits,
+                                                                    int count, bool fromComplex) override;
+    std::shared_ptr<DataStatisticBase<float>> getVtqStatistic(const QString& id, timespec start, timespec end,
+                                                              float nominal, float lowerPercent,
+                                                              float upperPercent) override;
+    DataSamplesBase<short, short>* convertFloatTo16Bit(DataSamplesBase<float, int>* items, int count,
+                                                       float scaleVoltage, float scaleCurrent) override;
+    DataSamplesBase<float, int>* convert16BitToFloat(DataSamplesBase<short, short>* items, int count,
+                                                     float scaleVoltage, float scaleCurrent) override;
+    int getNumLoggers() override;
+    PtrLoggerResultMeanMinMax7 getSelectedMeanMinMaxArray7(const QString& id, timespec time, int offset,
+                                                           int count) override;
+    PtrLoggerResultMeanMinMax12 getSelectedMeanMinMaxArray12(const QString& id, timespec time, int offset,
+                                                             int count) override;
+    PtrLoggerResultMeanMinMax14 getSelectedMeanMinMaxArray14(const QString& id, timespec time, int offset,
+                                                             int count) override;
+    PtrLoggerResultMeanMinMax16 getSelectedMeanMinMaxArray16(const QString& id, timespec time, int offset,
+                                                             int count) override;
+    PtrLoggerResultMeanMinMax20 getSelectedMeanMinMaxArray20(const QString& id, timespec time, int offset,
+                                                             int count) override;
+    PtrLoggerResultMeanMinMax23 getSelectedMeanMinMaxArray23(const QString& id, timespec time, int offset,
+                                                             int count) override;
+    PtrLoggerResultMeanMinMax24 getSelectedMeanMinMaxArray24(const QString& id, timespec time, int offset,
+                                                             int count) override;
+    PtrLoggerResultSystemMeter getSelectedSystemMeter(const QString& id, timespec time, int offset,
+                                                      int count) override;
+    PtrLoggerResultQuadMeter getSelectedQuadMeter(const QString& id, timespec time, int offset,
+                                                  int count) override;
+    PtrLoggerResultMeanMinMax7 getMeanMinMaxArray7Values(const QString& id, timespec start,
+                                                         timespec end) override;
+    PtrLoggerResultMeanMinMax12 getMeanMinMaxArray12Values(const QString& id, timespec start,
+                                                           timespec end) override;
+    PtrLoggerResultMeanMinMax14 getMeanMinMaxArray14Values(const QString& id, timespec start,
+                                                           timespec end) override;
+    PtrLoggerResultMeanMinMax16 getMeanMinMaxArray16Values(const QString& id, timespec start,
+                                                           timespec end) override;
+    PtrLoggerResultMeanMinMax20 getMeanMinMaxArray20Values(const QString& id, timespec start,
+                                                           timespec end) override;
+    PtrLoggerResultMeanMinMax23 getMeanMinMaxArray23Values(const QString& id, timespec start,
+                                                           timespec end) override;
+    PtrLoggerResultMeanMinMax24 getMeanMinMaxArray24Values(const QString& id, timespec start,
+                                                           timespec end) override;
+    PtrLoggerResultQuadMeter getQuadMeterValues(const QString& id, timespec start, timespec end) override;
+    PtrLoggerResultSystemMeter getSystemMeterValues(const QString& id, timespec start, timespec end) override;
+    std::shared_ptr<DataStatisticBase<float>> getMeanArray14Statistic(const QString& id, unsigned int index,
+                                                                      timespec start, timespec end,
+                                                                      float nominal, float lowerPercent,
+                                                                      float upperPercent) override;
+
+    // A time in one integer, so that a client can hold an event's time in a single value: the
+    // seconds times 2^32 plus the nanoseconds, both taken as signed 64-bit values.
+    long long getTimeId(timespec time);
+    // The inverse on the two signed 32-bit halves: seconds from the high word, nanoseconds from
+    // the low word. It gives back every time with nanoseconds from 0 to 999999999; a negative
+    // nanosecond part has borrowed from the seconds and comes back in the low word alone.
+    timespec getTimeFromId(long long timeId);
+    // Whether ids holds id; false where the store is not valid.
+    bool existsId(std::vector<QString>& ids, QString& id);
+    // Whether a description in types has this configId, compared byte for byte, length first.
+    bool existsDataMeasType(std::vector<DataMeasType>& types, const QString& configId);
+
+private:
+    // The way of every read by time: the store must be valid (else null at once, without a
+    // pause), the identification must be catalogued for the family (else null after the pause
+    // of a failed lookup), and then the items of the range, at most maxItems where that is 1
+    // or more.
+    template <typename T>
+    std::shared_ptr<LoggerResult<T>> readTimeRange(LoggerType type, LoggerDataType dataType,
+                                                   const QString& id, timespec start, timespec end,
+                                                   int maxItems = -1);
+    // The same for a caller that knows the base type already: no lookup.
+    template <typename T>
+    std::shared_ptr<LoggerResult<T>> readTimeRange(LoggerType type, int baseTypeId, timespec start,
+                                                   timespec end);
+    // getValues with a header and a first-item id of the call's own, which no getter hands on.
+    template <typename T>
+    std::shared_ptr<LoggerResult<T>> readItems(LoggerType type, int baseTypeId, timespec start, timespec end,
+                                               int maxItems);
+
+    // The warning of an operation whose part of the store is not there yet.
+    void reportNotAvailable(const char* operation) const;
+
+    DatabaseInterface mDatabase;
+};

@@ -1,0 +1,704 @@
+#include "LoggerApi.h"
+
+#include "LoggerDb.h"
+#include "LoggerHeader.h"
+#include "LoggerList.h"
+
+#include <QLatin1String>
+
+#include <cstdint>
+#include <cstring>
+
+LoggerApi::LoggerApi()
+{
+    initTrack(kCategoryApi);
+}
+
+LoggerApi::~LoggerApi() = default;
+
+template <typename T>
+std::shared_ptr<LoggerResult<T>> LoggerApi::readItems(LoggerType type, int baseTypeId, timespec start,
+                                                      timespec end, int maxItems)
+{
+    int firstItemId = 0;
+    LoggerHeader header{};
+    return getValues<T, void*>(type, baseTypeId, start, end, maxItems, firstItemId, header);
+}
+
+template <typename T>
+std::shared_ptr<LoggerResult<T>> LoggerApi::readTimeRange(LoggerType type, LoggerDataType dataType,
+                                                          const QString& id, timespec start, timespec end,
+                                                          int maxItems)
+{
+    // Also follows a writer that has restarted since the last call.
+    if (!mDatabase.checkValidity()) {
+        return nullptr;
+    }
+    const int baseTypeId = getBaseTypeId(type, dataType, id);
+    if (baseTypeId < 0) {
+        readPause(kFailedLookupPause);
+        return nullptr;
+    }
+    return readItems<T>(type, baseTypeId, start, end, maxItems);
+}
+
+template <typename T>
+std::shared_ptr<LoggerResult<T>> LoggerApi::readTimeRange(LoggerType type, int baseTypeId, timespec start,
+                                                          timespec end)
+{
+    if (!mDatabase.checkValidity()) {
+        return nullptr;
+    }
+    // The base type carries its own data type; the read needs only the family.
+    return readItems<T>(type, baseTypeId, start, end, -1);
+}
+
+void LoggerApi::reportNotAvailable(const char* operation) const
+{
+    TRACK_WARN(*this, QLatin1String(operation) + QStringLiteral(": not available yet"));
+}
+
+long long LoggerApi::getTimeId(timespec time)
+{
+    // Unsigned arithmetic: the bits of seconds * 2^32 + nanoseconds without signed overflow.
+    const uint64_t seconds = static_cast<uint64_t>(static_cast<int64_t>(time.tv_sec));
+    const uint64_t nanoSeconds = static_cast<uint64_t>(static_cast<int64_t>(time.tv_nsec));
+    return static_cast<long long>((seconds << 32) + nanoSeconds);
+}
+
+timespec LoggerApi::getTimeFromId(long long timeId)
+{
+    const uint64_t bits = static_cast<uint64_t>(timeId);
+    timespec time{};
+    time.tv_sec = static_cast<time_t>(static_cast<int32_t>(static_cast<uint32_t>(bits >> 32)));
+    time.tv_nsec = static_cast<long>(static_cast<int32_t>(static_cast<uint32_t>(bits & 0xffffffffu)));
+    return time;
+}
+
+bool LoggerApi::existsId(std::vector<QString>& ids, QString& id)
+{
+    if (!mDatabase.checkValidity()) {
+        return false;
+    }
+    for (const QString& known : ids) {
+        if (known == id) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool LoggerApi::existsDataMeasType(std::vector<DataMeasType>& types, const QString& configId)
+{
+    const auto bytes = static_cast<std::size_t>(configId.size()) * sizeof(QChar);
+    for (const DataMeasType& type : types) {
+        if (type.configId.size() == configId.size() &&
+            std::memcmp(type.configId.constData(), configId.constData(), bytes) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// ---------------------------------------------------------------------------------------------
+// The operations of LoggerApiInterface, in its order.
+
+void LoggerApi::registerLoggerstate(QObject*)
+{
+    reportNotAvailable("registerLoggerstate");
+}
+
+void LoggerApi::unregisterLoggerstate(QObject*)
+{
+    reportNotAvailable("unregisterLoggerstate");
+}
+
+double LoggerApi::getMaximalLoggerSize(LoggerType, LoggerDataType)
+{
+    reportNotAvailable("getMaximalLoggerSize");
+    return 0.0;
+}
+
+double LoggerApi::getUsedLoggerSize(LoggerType, LoggerDataType)
+{
+    reportNotAvailable("getUsedLoggerSize");
+    return 0.0;
+}
+
+bool LoggerApi::getTimeRange(LoggerType, LoggerDataType, const QString&, timespec&, timespec&)
+{
+    reportNotAvailable("getTimeRange");
+    return false;
+}
+
+std::vector<QString> LoggerApi::getMeasIDs(LoggerType)
+{
+    reportNotAvailable("getMeasIDs");
+    return {};
+}
+
+std::vector<DataMeasType> LoggerApi::getMeanMeasTypes(const QString&)
+{
+    reportNotAvailable("getMeanMeasTypes");
+    return {};
+}
+
+std::vector<DataMeasType> LoggerApi::getMeterMeasTypes(const QString&)
+{
+    reportNotAvailable("getMeterMeasTypes");
+    return {};
+}
+
+std::vector<DataMeasType> LoggerApi::getHarmonicsMeasTypes(const QString&)
+{
+    reportNotAvailable("getHarmonicsMeasTypes");
+    return {};
+}
+
+std::vector<DataMeasType> LoggerApi::getStatisticMeasTypes(const QString&)
+{
+    reportNotAvailable("getStatisticMeasTypes");
+    return {};
+}
+
+PtrLoggerResultItq LoggerApi::getItqValues(int baseTypeId, timespec start, timespec end)
+{
+    return readTimeRange<DataXtq<int>>(LoggerType::CYCLIC, baseTypeId, start, end);
+}
+
+PtrLoggerResultVtq LoggerApi::getVtqValues(int baseTypeId, timespec start, timespec end)
+{
+    return readTimeRange<DataXtq<float>>(LoggerType::CYCLIC, baseTypeId, start, end);
+}
+
+PtrLoggerResultDtq LoggerApi::getDtqValues(int baseTypeId, timespec start, timespec end)
+{
+    return readTimeRange<DataXtq<double>>(LoggerType::CYCLIC, baseTypeId, start, end);
+}
+
+PtrLoggerResultItq LoggerApi::getItqValues(const QString& id, timespec start, timespec end)
+{
+    return readTimeRange<DataXtq<int>>(LoggerType::CYCLIC, LoggerDataType::ITQ, id, start, end);
+}
+
+PtrLoggerResultVtq LoggerApi::getVtqValues(const QString& id, timespec start, timespec end)
+{
+    return readTimeRange<DataXtq<float>>(LoggerType::CYCLIC, LoggerDataType::VTQ, id, start, end);
+}
+
+PtrLoggerResultDtq LoggerApi::getDtqValues(const QString& id, timespec start, timespec end)
+{
+    return readTimeRange<DataXtq<double>>(LoggerType::CYCLIC, LoggerDataType::DTQ, id, start, end);
+}
+
+PtrLoggerResultMean LoggerApi::getMeanValues(const QString& id, timespec start, timespec end)
+{
+    return readTimeRange<DataMean>(LoggerType::CYCLIC, LoggerDataType::MEAN, id, start, end);
+}
+
+PtrLoggerResultVtq LoggerApi::getRms_1_2_Values(const QString&, timespec, timespec)
+{
+    reportNotAvailable("getRms_1_2_Values");
+    return nullptr;
+}
+
+PtrLoggerResultItq LoggerApi::getDigital_1_2_Values(const QString&, timespec, timespec)
+{
+    reportNotAvailable("getDigital_1_2_Values");
+    return nullptr;
+}
+
+PtrLoggerResultVtq LoggerApi::getFrequency_1_2_Values(const QString&, timespec, timespec)
+{
+    reportNotAvailable("getFrequency_1_2_Values");
+    return nullptr;
+}
+
+LoggerResultList<DataXtq<float>> LoggerApi::getAllRms_1_2_Values(const QString&, long long)
+{
+    reportNotAvailable("getAllRms_1_2_Values");
+    return {};
+}
+
+LoggerResultList<DataXtq<int>> LoggerApi::getAllDigital_1_2_Values(const QString&, long long)
+{
+    reportNotAvailable("getAllDigital_1_2_Values");
+    return {};
+}
+
+PtrLoggerResultSignalVoltages LoggerApi::getSignalVoltages(const QString& id, timespec start, timespec end)
+{
+    return readTimeRange<DataSignalVoltages>(LoggerType::DISTURB, LoggerDataType::SIGNALS, id, start, end);
+}
+
+PtrLoggerResultSamples LoggerApi::getSamplesValues(const QString&, timespec, timespec, bool)
+{
+    reportNotAvailable("getSamplesValues");
+    return nullptr;
+}
+
+PtrLoggerResultSamples16 LoggerApi::getSamples16Values(const QString&, timespec, timespec, bool)
+{
+    reportNotAvailable("getSamples16Values");
+    return nullptr;
+}
+
+PtrLoggerResultAggregatedFloat LoggerApi::getAggregatedVtqValues(const QString&, timespec, timespec, int, int)
+{
+    reportNotAvailable("getAggregatedVtqValues");
+    return nullptr;
+}
+
+PtrLoggerResultAggregatedDouble LoggerApi::getAggregatedDtqValues(const QString&, timespec, timespec, int,
+                                                                  int)
+{
+    reportNotAvailable("getAggregatedDtqValues");
+    return nullptr;
+}
+
+PtrLoggerResultDtq LoggerApi::getSelectedDtqValues(const QString&, timespec, int, int)
+{
+    reportNotAvailable("getSelectedDtqValues");
+    return nullptr;
+}
+
+PtrLoggerResultVtq LoggerApi::getSelectedVtqValues(const QString&, timespec, int, int)
+{
+    reportNotAvailable("getSelectedVtqValues");
+    return nullptr;
+}
+
+PtrLoggerResultMean LoggerApi::getSelectedMeanValues(const QString&, timespec, int, int)
+{
+    reportNotAvailable("getSelectedMeanValues");
+    return nullptr;
+}
+
+PtrLoggerResultMean LoggerApi::getAggregatedMeanValues(const QString&, timespec, timespec, int, int)
+{
+    reportNotAvailable("getAggregatedMeanValues");
+    return nullptr;
+}
+
+PtrLoggerResultMean LoggerApi::getFilteredMeanValues(const QString&, timespec, timespec, unsigned int)
+{
+    reportNotAvailable("getFilteredMeanValues");
+    return nullptr;
+}
+
+PtrLoggerResultOperator LoggerApi::getOperatorEvents(timespec, int, int)
+{
+    reportNotAvailable("getOperatorEvents");
+    return nullptr;
+}
+
+PtrLoggerResultOperator LoggerApi::getOperatorEvents(timespec, timespec, int)
+{
+    reportNotAvailable("getOperatorEvents");
+    return nullptr;
+}
+
+PtrLoggerResultOperator LoggerApi::getOperatorEvents(timespec, timespec, int, int)
+{
+    reportNotAvailable("getOperatorEvents");
+    return nullptr;
+}
+
+PtrLoggerResultOperator LoggerApi::getSelectedOperatorEvents(timespec, int, int)
+{
+    reportNotAvailable("getSelectedOperatorEvents");
+    return nullptr;
+}
+
+PtrLoggerResultEvent LoggerApi::getEvents(const QString&, timespec, int)
+{
+    reportNotAvailable("getEvents");
+    return nullptr;
+}
+
+PtrLoggerResultEvent LoggerApi::getSelectedEvents(const QString&, timespec, int, int)
+{
+    reportNotAvailable("getSelectedEvents");
+    return nullptr;
+}
+
+PtrLoggerResultPqEvent LoggerApi::getPqEvents(const QString&, timespec, int)
+{
+    reportNotAvailable("getPqEvents");
+    return nullptr;
+}
+
+PtrLoggerResultRseEvent LoggerApi::getRseEvents(const QString&, timespec, int)
+{
+    reportNotAvailable("getRseEvents");
+    return nullptr;
+}
+
+int LoggerApi::getNumPqEvents(const QString&, timespec, timespec)
+{
+    reportNotAvailable("getNumPqEvents");
+    return -1;
+}
+
+PtrLoggerResultPqEvent LoggerApi::getPqEvents(const QString&, timespec, timespec, int)
+{
+    reportNotAvailable("getPqEvents");
+    return nullptr;
+}
+
+DataEventClass35 LoggerApi::getPqEventClasses(const QString&, timespec, timespec, int)
+{
+    reportNotAvailable("getPqEventClasses");
+    return {};
+}
+
+PtrLoggerResultRseEvent LoggerApi::getRseEvents(const QString&, timespec, timespec, int)
+{
+    reportNotAvailable("getRseEvents");
+    return nullptr;
+}
+
+PtrLoggerResultPqEvent LoggerApi::getSelectedPqEvents(const QString&, timespec, int, int)
+{
+    reportNotAvailable("getSelectedPqEvents");
+    return nullptr;
+}
+
+PtrLoggerResultRseEvent LoggerApi::getSelectedRseEvents(const QString&, timespec, int, int)
+{
+    reportNotAvailable("getSelectedRseEvents");
+    return nullptr;
+}
+
+PtrLoggerResultSignalEvent LoggerApi::getSignalEvents(const QString&, timespec, int)
+{
+    reportNotAvailable("getSignalEvents");
+    return nullptr;
+}
+
+PtrLoggerResultSignalEvent LoggerApi::getSignalEvents(const QString&, timespec, timespec, int)
+{
+    reportNotAvailable("getSignalEvents");
+    return nullptr;
+}
+
+PtrLoggerResultSignalEvent LoggerApi::getSelectedSignalEvents(const QString&, timespec, int, int)
+{
+    reportNotAvailable("getSelectedSignalEvents");
+    return nullptr;
+}
+
+PtrLoggerResultDisturb LoggerApi::getDisturbanceValues(const QString& id, timespec start, timespec end,
+                                                       int maxItems)
+{
+    return readTimeRange<DataDisturb>(LoggerType::DISTURB, LoggerDataType::DISTURB, id, start, end, maxItems);
+}
+
+int LoggerApi::getNumberOfOpenedFiles()
+{
+    if (!mDatabase.checkValidity()) {
+        return -1;
+    }
+    return LoggerDb::getInstance().getNumberOfOpenedFiles();
+}
+
+std::vector<DataLoggerFile> LoggerApi::getFileList(LoggerType, LoggerDataType, QString)
+{
+    reportNotAvailable("getFileList");
+    return {};
+}
+
+PtrLoggerResultHarmonics LoggerApi::getHarmonics(const QString&, timespec, timespec, bool,
+                                                 LoggerApiInterface::HarmonicConnectionType)
+{
+    reportNotAvailable("getHarmonics");
+    return nullptr;
+}
+
+PtrLoggerResultHarmonics LoggerApi::getHarmonicsAbsolute(const QString&, timespec, timespec)
+{
+    reportNotAvailable("getHarmonicsAbsolute");
+    return nullptr;
+}
+
+PtrLoggerResultArray41 LoggerApi::getArray41(const QString&, timespec, timespec)
+{
+    reportNotAvailable("getArray41");
+    return nullptr;
+}
+
+PtrLoggerResultPercentile41 LoggerApi::getPercentile3_41(const QString&, timespec, timespec)
+{
+    reportNotAvailable("getPercentile3_41");
+    return nullptr;
+}
+
+PtrLoggerResultPercentile51 LoggerApi::getPercentile3_51(const QString&, timespec, timespec)
+{
+    reportNotAvailable("getPercentile3_51");
+    return nullptr;
+}
+
+PtrLoggerResultComplexArray LoggerApi::getComplexArray(const QString&, timespec, timespec)
+{
+    reportNotAvailable("getComplexArray");
+    return nullptr;
+}
+
+PtrLoggerResultPrevailingArray LoggerApi::getPrevailingArray(const QString&, timespec, timespec)
+{
+    reportNotAvailable("getPrevailingArray");
+    return nullptr;
+}
+
+PtrLoggerResultContributionArray LoggerApi::getContributionArray(const QString&, timespec, timespec)
+{
+    reportNotAvailable("getContributionArray");
+    return nullptr;
+}
+
+void LoggerApi::writeMeasuredValuesToFile(const QString&, timespec, timespec, const QString&)
+{
+    reportNotAvailable("writeMeasuredValuesToFile");
+}
+
+void LoggerApi::writeDisturbValuesToFile(const QString&, timespec, timespec, const QString&)
+{
+    reportNotAvailable("writeDisturbValuesToFile");
+}
+
+void LoggerApi::writePqEventValuesToFile(const QString&, timespec, timespec, const QString&)
+{
+    reportNotAvailable("writePqEventValuesToFile");
+}
+
+void LoggerApi::writeComplexValuesToFile(const QString&, timespec, timespec, const QString&)
+{
+    reportNotAvailable("writeComplexValuesToFile");
+}
+
+void LoggerApi::writePrevailingValuesToFile(const QString&, timespec, timespec, const QString&)
+{
+    reportNotAvailable("writePrevailingValuesToFile");
+}
+
+void LoggerApi::writeContributionValuesToFile(const QString&, timespec, timespec, const QString&)
+{
+    reportNotAvailable("writeContributionValuesToFile");
+}
+
+void LoggerApi::writePercentileValuesToFile(const QString&, timespec, timespec, const QString&)
+{
+    reportNotAvailable("writePercentileValuesToFile");
+}
+
+PtrLoggerResultStatistic LoggerApi::getStatisticValues(const QString&, timespec, timespec)
+{
+    reportNotAvailable("getStatisticValues");
+    return nullptr;
+}
+
+std::shared_ptr<DataStatisticBase<float>> LoggerApi::calculateStatistic(const QString&, timespec, timespec,
+                                                                        int)
+{
+    reportNotAvailable("calculateStatistic");
+    return nullptr;
+}
+
+PtrLoggerResultHistogram2650 LoggerApi::getFrequencyDatas(const QString&, timespec, timespec, double&)
+{
+    reportNotAvailable("getFrequencyDatas");
+    return nullptr;
+}
+
+PtrLoggerResultHistogram200 LoggerApi::getMainsSignallingDatas(const QString&, timespec, timespec, double&)
+{
+    reportNotAvailable("getMainsSignallingDatas");
+    return nullptr;
+}
+
+std::shared_ptr<DataHistogram<2650>> LoggerApi::getFrequencyHistogram(const QString&, timespec, timespec,
+                                                                      bool)
+{
+    reportNotAvailable("getFrequencyHistogram");
+    return nullptr;
+}
+
+std::shared_ptr<DataHistogram<200>> LoggerApi::getMainsSignallingHistogram(const QString&, timespec, timespec,
+                                                                           bool)
+{
+    reportNotAvailable("getMainsSignallingHistogram");
+    return nullptr;
+}
+
+std::shared_ptr<DataStatisticBase<float>> LoggerApi::getFrequencyStatistic(const QString&, timespec, timespec,
+                                                                           float, float, float)
+{
+    reportNotAvailable("getFrequencyStatistic");
+    return nullptr;
+}
+
+std::shared_ptr<DataStatisticBase<float>>
+LoggerApi::getMainsSignallingStatistic(const QString&, timespec, timespec, float, float, float)
+{
+    reportNotAvailable("getMainsSignallingStatistic");
+    return nullptr;
+}
+
+std::shared_ptr<DataStatisticBase<float>> LoggerApi::getMeanStatistic(const QString&, timespec, timespec,
+                                                                      float, float, float)
+{
+    reportNotAvailable("getMeanStatistic");
+    return nullptr;
+}
+
+std::shared_ptr<DataStatisticBase<float>> LoggerApi::getHarmonicsStatistic(const QString&, timespec, timespec,
+                                                                           int*, float*, int, bool)
+{
+    reportNotAvailable("getHarmonicsStatistic");
+    return nullptr;
+}
+
+std::shared_ptr<DataStatisticBase<float>> LoggerApi::getVtqStatistic(const QString&, timespec, timespec,
+                                                                     float, float, float)
+{
+    reportNotAvailable("getVtqStatistic");
+    return nullptr;
+}
+
+DataSamplesBase<short, short>* LoggerApi::convertFloatTo16Bit(DataSamplesBase<float, int>*, int, float, float)
+{
+    reportNotAvailable("convertFloatTo16Bit");
+    return nullptr;
+}
+
+DataSamplesBase<float, int>* LoggerApi::convert16BitToFloat(DataSamplesBase<short, short>*, int, float, float)
+{
+    reportNotAvailable("convert16BitToFloat");
+    return nullptr;
+}
+
+int LoggerApi::getNumLoggers()
+{
+    return LoggerList::getInstance()->getNumLoggers();
+}
+
+PtrLoggerResultMeanMinMax7 LoggerApi::getSelectedMeanMinMaxArray7(const QString&, timespec, int, int)
+{
+    reportNotAvailable("getSelectedMeanMinMaxArray7");
+    return nullptr;
+}
+
+PtrLoggerResultMeanMinMax12 LoggerApi::getSelectedMeanMinMaxArray12(const QString&, timespec, int, int)
+{
+    reportNotAvailable("getSelectedMeanMinMaxArray12");
+    return nullptr;
+}
+
+PtrLoggerResultMeanMinMax14 LoggerApi::getSelectedMeanMinMaxArray14(const QString&, timespec, int, int)
+{
+    reportNotAvailable("getSelectedMeanMinMaxArray14");
+    return nullptr;
+}
+
+PtrLoggerResultMeanMinMax16 LoggerApi::getSelectedMeanMinMaxArray16(const QString&, timespec, int, int)
+{
+    reportNotAvailable("getSelectedMeanMinMaxArray16");
+    return nullptr;
+}
+
+PtrLoggerResultMeanMinMax20 LoggerApi::getSelectedMeanMinMaxArray20(const QString&, timespec, int, int)
+{
+    reportNotAvailable("getSelectedMeanMinMaxArray20");
+    return nullptr;
+}
+
+PtrLoggerResultMeanMinMax23 LoggerApi::getSelectedMeanMinMaxArray23(const QString&, timespec, int, int)
+{
+    reportNotAvailable("getSelectedMeanMinMaxArray23");
+    return nullptr;
+}
+
+PtrLoggerResultMeanMinMax24 LoggerApi::getSelectedMeanMinMaxArray24(const QString&, timespec, int, int)
+{
+    reportNotAvailable("getSelectedMeanMinMaxArray24");
+    return nullptr;
+}
+
+PtrLoggerResultSystemMeter LoggerApi::getSelectedSystemMeter(const QString&, timespec, int, int)
+{
+    reportNotAvailable("getSelectedSystemMeter");
+    return nullptr;
+}
+
+PtrLoggerResultQuadMeter LoggerApi::getSelectedQuadMeter(const QString&, timespec, int, int)
+{
+    reportNotAvailable("getSelectedQuadMeter");
+    return nullptr;
+}
+
+PtrLoggerResultMeanMinMax7 LoggerApi::getMeanMinMaxArray7Values(const QString& id, timespec start,
+                                                                timespec end)
+{
+    return readTimeRange<DataMeanMinMaxArray<float, 7>>(LoggerType::CYCLIC, LoggerDataType::MEAN_7, id, start,
+                                                        end);
+}
+
+PtrLoggerResultMeanMinMax12 LoggerApi::getMeanMinMaxArray12Values(const QString& id, timespec start,
+                                                                  timespec end)
+{
+    return readTimeRange<DataMeanMinMaxArray<float, 12>>(LoggerType::CYCLIC, LoggerDataType::MEAN_12, id,
+                                                         start, end);
+}
+
+PtrLoggerResultMeanMinMax14 LoggerApi::getMeanMinMaxArray14Values(const QString& id, timespec start,
+                                                                  timespec end)
+{
+    return readTimeRange<DataMeanMinMaxArray<float, 14>>(LoggerType::CYCLIC, LoggerDataType::MEAN_14, id,
+                                                         start, end);
+}
+
+PtrLoggerResultMeanMinMax16 LoggerApi::getMeanMinMaxArray16Values(const QString& id, timespec start,
+                                                                  timespec end)
+{
+    return readTimeRange<DataMeanMinMaxArray<float, 16>>(LoggerType::CYCLIC, LoggerDataType::MEAN_16, id,
+                                                         start, end);
+}
+
+PtrLoggerResultMeanMinMax20 LoggerApi::getMeanMinMaxArray20Values(const QString& id, timespec start,
+                                                                  timespec end)
+{
+    return readTimeRange<DataMeanMinMaxArray<float, 20>>(LoggerType::CYCLIC, LoggerDataType::MEAN_20, id,
+                                                         start, end);
+}
+
+PtrLoggerResultMeanMinMax23 LoggerApi::getMeanMinMaxArray23Values(const QString& id, timespec start,
+                                                                  timespec end)
+{
+    return readTimeRange<DataMeanMinMaxArray<float, 23>>(LoggerType::CYCLIC, LoggerDataType::MEAN_23, id,
+                                                         start, end);
+}
+
+PtrLoggerResultMeanMinMax24 LoggerApi::getMeanMinMaxArray24Values(const QString& id, timespec start,
+                                                                  timespec end)
+{
+    return readTimeRange<DataMeanMinMaxArray<float, 24>>(LoggerType::CYCLIC, LoggerDataType::MEAN_24, id,
+                                                         start, end);
+}
+
+PtrLoggerResultQuadMeter LoggerApi::getQuadMeterValues(const QString& id, timespec start, timespec end)
+{
+    return readTimeRange<DataQuadMeter>(LoggerType::CYCLIC, LoggerDataType::QMETER, id, start, end);
+}
+
+PtrLoggerResultSystemMeter LoggerApi::getSystemMeterValues(const QString& id, timespec start, timespec end)
+{
+    return readTimeRange<DataSystemMeter>(LoggerType::CYCLIC, LoggerDataType::SMETER, id, start, end);
+}
+
+std::shared_ptr<DataStatisticBase<float>>
+LoggerApi::getMeanArray14Statistic(const QString&, unsigned int, timespec, timespec, float, float, float)
+{
+    reportNotAvailable("getMeanArray14Statistic");
+    return nullptr;
+}
