@@ -1,10 +1,79 @@
 #!/usr/bin/env bash
-# Sets up a fresh Debian 12 machine, builds the store and runs its main job.
+# Sets up a fresh Debian 12 machine, builds the store and runs its main job: a writer process
+# and a reader process on a simulated SD card. It starts a private system bus and the card
+# simulator on it, runs the writer (by default one simulated day of measurements, written as
+# fast as possible), then the reader, which summarises what it finds, and stops everything
+# again. Options go to the writer: --days N, or --realtime SECONDS to write at the clock's pace
+# while the reader looks in every few seconds.
 set -euo pipefail
 top="$(cd "$(dirname "$0")/.." && pwd)"
 "$top/scripts/setup-debian.sh"
 
 build="$top/build"
 cmake -S "$top" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQZLOGGER_BUILD_TESTS=OFF -DQZLOGGER_BUILD_BENCHMARKS=OFF
-cmake --build "$build" -j"$(nproc)" --target qzlogger_day_of_means
-"$build/examples/qzlogger_day_of_means" "$@"
+cmake --build "$build" -j"$(nproc)" --target qzlogger_demo_writer qzlogger_demo_reader qz-sdcard-simulator
+
+# Everything of the run lives in two fresh folders: the card's mount point (below /var/log, a
+# folder the store counts as mounted) and a folder for the bus, the shared state files and the
+# writer's process-id file.
+card="$(mktemp -d /var/log/qzlogger-demo.XXXXXX)"
+run="$(mktemp -d /tmp/qzlogger-demo.XXXXXX)"
+bus_pid=""
+card_pid=""
+writer_pid=""
+stop_all() {
+    for pid in "$writer_pid" "$card_pid" "$bus_pid"; do
+        if [ -n "$pid" ]; then kill "$pid" 2>/dev/null || true; wait "$pid" 2>/dev/null || true; fi
+    done
+    rm -rf "$card" "$run"
+}
+trap stop_all EXIT
+
+cat > "$run/system-bus.conf" <<CONF
+<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig>
+  <type>system</type>
+  <listen>unix:dir=$run</listen>
+  <auth>EXTERNAL</auth>
+  <policy context="default">
+    <allow user="*"/>
+    <allow own="*"/>
+    <allow send_destination="*"/>
+    <allow receive_sender="*"/>
+  </policy>
+</busconfig>
+CONF
+# The first line the daemon prints is its address.
+exec {bus_out}< <(exec dbus-daemon --config-file="$run/system-bus.conf" --nofork --print-address=1)
+bus_pid=$!
+read -r -t 10 -u "$bus_out" address
+export DBUS_SYSTEM_BUS_ADDRESS="$address"
+export QZLOGGER_STATE_DIR="$run/state"
+export QZLOGGER_PID_FILE="$run/qzlogger.writer.pid"
+mkdir -p "$QZLOGGER_STATE_DIR" "$card/logger"
+
+exec {card_out}< <(exec "$build/tools/sdcard-simulator/qz-sdcard-simulator" --mount-point "$card" \
+    --logger-path "$card/logger")
+card_pid=$!
+read -r -t 10 -u "$card_out" ready
+[ "$ready" = "qz-sdcard-simulator: ready" ] || { echo "the card simulator did not come up" >&2; exit 1; }
+
+writer="$build/examples/qzlogger_demo_writer"
+reader="$build/examples/qzlogger_demo_reader"
+if [ "${1:-}" = "--realtime" ]; then
+    "$writer" "$@" &
+    writer_pid=$!
+    start=$(date +%s)
+    while kill -0 "$writer_pid" 2>/dev/null; do
+        sleep 5
+        "$reader" --from "$start" --to "$(date +%s)" || true
+    done
+    wait "$writer_pid"
+    writer_pid=""
+    "$reader" --from "$start" --to "$(date +%s)"
+else
+    "$writer" "$@" | tee "$run/writer.out"
+    span=$(sed -n 's/^span: //p' "$run/writer.out")
+    "$reader" --from "${span% *}" --to "${span#* }"
+fi

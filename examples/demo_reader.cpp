@@ -1,0 +1,104 @@
+// The reader of the demonstration: a separate process that shares nothing with the writer but
+// the card's files and the catalogue. It brings the store up as a reader, asks the read API for
+// the demonstration's loggers by identification and time range, and prints a short summary of
+// each. The span is given by --from and --to (seconds since 1970, UTC); by default the last day
+// up to now.
+
+#include <qzlogger.h>
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QDateTime>
+
+#include <cstdio>
+#include <ctime>
+#include <limits>
+#include <memory>
+
+namespace {
+
+const char* const kMeanId = "mean_3s.voltage_l1.out.mean_out";
+const char* const kVtqId = "aggr.mean_10min.frequency.out";
+
+timespec at(long long seconds)
+{
+    timespec t{};
+    t.tv_sec = static_cast<time_t>(seconds);
+    return t;
+}
+
+QString timeText(const DataTimespec& time)
+{
+    return QDateTime::fromSecsSinceEpoch(time.tv_sec, Qt::UTC).toString(Qt::ISODate);
+}
+
+// Count, first and last time stamp, and the smallest, average and largest of one value.
+template <typename Result, typename Value>
+void summarise(const char* what, const char* id, const Result& result, Value value)
+{
+    if (result == nullptr) {
+        std::printf("%-13s %s: no answer (%s)\n", what, id, qPrintable(LoggerApiInterface::getLastError()));
+        return;
+    }
+    if (result->mNumItems == 0) {
+        std::printf("%-13s %s: no items in the span\n", what, id);
+        return;
+    }
+    double smallest = std::numeric_limits<double>::max();
+    double largest = -smallest;
+    double sum = 0.0;
+    for (int index = 0; index < result->mNumItems; ++index) {
+        const double v = value(result->mItems[index]);
+        smallest = std::min(smallest, v);
+        largest = std::max(largest, v);
+        sum += v;
+    }
+    std::printf("%-13s %s: %d items from %s to %s; min %.3f, average %.3f, max %.3f\n", what, id,
+                result->mNumItems, qPrintable(timeText(result->mItems[0].utc)),
+                qPrintable(timeText(result->mItems[result->mNumItems - 1].utc)), smallest,
+                sum / result->mNumItems, largest);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("qzlogger-demo-reader"));
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Reads the demonstration's loggers and summarises them."));
+    parser.addHelpOption();
+    const QCommandLineOption fromOption(QStringLiteral("from"), QStringLiteral("Start of the span, UTC seconds."),
+                                        QStringLiteral("SECONDS"));
+    const QCommandLineOption toOption(QStringLiteral("to"), QStringLiteral("End of the span, UTC seconds."),
+                                      QStringLiteral("SECONDS"));
+    parser.addOptions({fromOption, toOption});
+    parser.process(app);
+    bool fromOk = true;
+    bool toOk = true;
+    const long long now = static_cast<long long>(std::time(nullptr));
+    const long long to = parser.isSet(toOption) ? parser.value(toOption).toLongLong(&toOk) : now;
+    const long long from = parser.isSet(fromOption) ? parser.value(fromOption).toLongLong(&fromOk) : to - 86400;
+    if (!fromOk || !toOk) {
+        std::fprintf(stderr, "qzlogger-demo-reader: --from and --to want seconds since 1970\n");
+        return 2;
+    }
+
+    LoggerDb& db = LoggerDb::getInstance();
+    db.setWriterMode(false);
+    if (!db.initialize(QString(), QString(), QStringLiteral("data"), QStringLiteral("logger.db"), false)) {
+        std::fprintf(stderr, "qzlogger-demo-reader: the store did not come up: %s\n", qPrintable(db.getLastError()));
+        return 1;
+    }
+
+    const std::unique_ptr<LoggerApiInterface> api(LoggerApiInterface::getApi());
+    std::printf("span: %s to %s\n", qPrintable(timeText(DataTimespec{static_cast<int32_t>(from), 0})),
+                qPrintable(timeText(DataTimespec{static_cast<int32_t>(to), 0})));
+    const auto means = api->getMeanValues(QString::fromLatin1(kMeanId), at(from), at(to));
+    summarise("mean values", kMeanId, means, [](const DataMean& item) { return item.mean; });
+    const auto vtqs = api->getVtqValues(QString::fromLatin1(kVtqId), at(from), at(to));
+    summarise("10-min values", kVtqId, vtqs, [](const DataXtq<float>& item) { return item.value; });
+    std::printf("files open in this reader: %d\n", api->getNumberOfOpenedFiles());
+    db.close();
+    return means != nullptr && vtqs != nullptr ? 0 : 1;
+}

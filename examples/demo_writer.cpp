@@ -1,0 +1,208 @@
+// The writer of the demonstration: brings the store up as the instrument's writer on the card
+// that the card service reports, and writes synthetic measurements of three loggers:
+//   - 3-second mean values of a voltage (DataMean, "mean_3s.voltage_l1.out.mean_out"),
+//   - 10-minute values of the frequency (DataXtq<float>, "aggr.mean_10min.frequency.out"),
+//   - entries of the operator log.
+// By default it writes a span of simulated time that ends now, as fast as it can; with
+// --realtime it writes at the pace of the clock for that many seconds. It prints the span it
+// wrote, so that a reader can ask for it.
+//
+// The configuration is built in: the card service names the mount point and the logger folder,
+// the catalogue is "logger.db" in the folder "data" below it.
+
+#include <qzlogger.h>
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QThread>
+
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+
+namespace {
+
+constexpr int kMeanInterval = 3;        // seconds
+constexpr int kVtqInterval = 600;       // seconds
+constexpr int kMeanCacheItems = 100;    // the cache writes a block of this many items
+constexpr int kCacheQuietMs = 5000;     // or after this quiet period
+constexpr int kOperatorEveryHours = 4;  // one operator entry this often in simulated time
+const char* const kMeanId = "mean_3s.voltage_l1.out.mean_out";
+const char* const kVtqId = "aggr.mean_10min.frequency.out";
+
+volatile std::sig_atomic_t gStop = 0;
+
+void requestStop(int)
+{
+    gStop = 1;
+}
+
+// A typed logger of the writer with its identification built in.
+template <typename T> class DemoLogger : public LoggerTemplate<T> {
+public:
+    DemoLogger(LoggerDataType dataType, const char* id, double interval, int cacheItems)
+        : LoggerTemplate<T>(LoggerType::CYCLIC, dataType), mId(QString::fromLatin1(id)), mInterval(interval)
+    {
+        if (cacheItems > 1) {
+            this->setCacheCapacity(cacheItems);
+            this->setCacheTimeout(kCacheQuietMs);
+        }
+    }
+
+    QString getLoggerName() override { return QStringLiteral("DemoLogger ") + mId; }
+    QString getConfiguratedMeasuredTypeId() override { return mId; }
+    double getInterval() override { return mInterval; }
+    DataMeasType getDataMeasType(const QString& idString) override
+    {
+        DataMeasType measType;
+        measType.configId = idString;
+        measType.interval = mInterval;
+        return measType;
+    }
+
+private:
+    const QString mId;
+    const double mInterval;
+};
+
+timespec at(time_t seconds)
+{
+    timespec t{};
+    t.tv_sec = seconds;
+    return t;
+}
+
+// A mains voltage that wanders slowly around 230 V over the day.
+DataMean meanAt(time_t second)
+{
+    DataMean item{};
+    item.utc = at(second);
+    const double phase = 2.0 * M_PI * static_cast<double>(second % 86400) / 86400.0;
+    item.mean = static_cast<float>(230.0 + 3.0 * std::sin(phase));
+    item.min = item.mean - 0.4f;
+    item.max = item.mean + 0.4f;
+    return item;
+}
+
+DataXtq<float> frequencyAt(time_t second)
+{
+    DataXtq<float> item{};
+    item.utc = at(second);
+    item.value = static_cast<float>(50.0 + 0.02 * std::sin(static_cast<double>(second) / 3600.0));
+    return item;
+}
+
+bool logOperator(time_t second, int number)
+{
+    DataOperator item{};
+    LoggerOperatorInterface::createDefault(item);
+    item.utc = at(second);
+    item.operation = number;
+    LoggerOperatorInterface::setUser(QStringLiteral("demo"), item);
+    LoggerOperatorInterface::setIp(QStringLiteral("192.168.1.20"), item);
+    return LoggerOperatorInterface::logEvent(item);
+}
+
+struct Counts {
+    int means = 0;
+    int vtqs = 0;
+    int operations = 0;
+    int refused = 0;
+};
+
+// Everything due at this second of the span.
+void writeSecond(time_t second, DemoLogger<DataMean>& means, DemoLogger<DataXtq<float>>& vtqs, Counts& counts)
+{
+    if (second % kMeanInterval == 0) {
+        const DataMean item = meanAt(second);
+        means.writeLoggerItem(&item) ? ++counts.means : ++counts.refused;
+    }
+    if (second % kVtqInterval == 0) {
+        const DataXtq<float> item = frequencyAt(second);
+        vtqs.writeLoggerItem(&item) ? ++counts.vtqs : ++counts.refused;
+    }
+    if (second % (kOperatorEveryHours * 3600) == 0)
+        logOperator(second, counts.operations + 1) ? ++counts.operations : ++counts.refused;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("qzlogger-demo-writer"));
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Writes synthetic measurements into the store."));
+    parser.addHelpOption();
+    const QCommandLineOption daysOption(QStringLiteral("days"),
+                                        QStringLiteral("Simulated days that end now, written as fast as possible "
+                                                       "(default 1)."),
+                                        QStringLiteral("N"), QStringLiteral("1"));
+    const QCommandLineOption realtimeOption(QStringLiteral("realtime"),
+                                            QStringLiteral("Write at the pace of the clock for this many seconds "
+                                                           "instead."),
+                                            QStringLiteral("SECONDS"));
+    parser.addOptions({daysOption, realtimeOption});
+    parser.process(app);
+    bool daysOk = false;
+    const int days = parser.value(daysOption).toInt(&daysOk);
+    bool realtimeOk = true;
+    const int realtimeSeconds = parser.isSet(realtimeOption) ? parser.value(realtimeOption).toInt(&realtimeOk) : 0;
+    if (!daysOk || days < 1 || days > 366 || !realtimeOk || realtimeSeconds < 0) {
+        std::fprintf(stderr, "qzlogger-demo-writer: --days wants 1 to 366, --realtime a number of seconds\n");
+        return 2;
+    }
+    std::signal(SIGINT, requestStop);
+    std::signal(SIGTERM, requestStop);
+
+    LoggerDb& db = LoggerDb::getInstance();
+    db.setWriterMode(true);
+    if (!db.initialize(QString(), QString(), QStringLiteral("data"), QStringLiteral("logger.db"), false)) {
+        std::fprintf(stderr, "qzlogger-demo-writer: the store did not come up: %s\n",
+                     qPrintable(db.getLastError()));
+        return 1;
+    }
+    std::printf("store: %s\n", qPrintable(db.getFullDbName()));
+
+    DemoLogger<DataMean> means(LoggerDataType::MEAN, kMeanId, kMeanInterval, kMeanCacheItems);
+    DemoLogger<DataXtq<float>> vtqs(LoggerDataType::VTQ, kVtqId, kVtqInterval, 1);
+    if (!LoggerOperatorInterface::initialize() || !LoggerOperatorInterface::startLogger() || !means.startLogger() ||
+        !vtqs.startLogger()) {
+        std::fprintf(stderr, "qzlogger-demo-writer: the loggers did not start\n");
+        return 1;
+    }
+
+    Counts counts;
+    time_t first = 0;
+    time_t last = 0;
+    if (realtimeSeconds > 0) {
+        first = std::time(nullptr);
+        for (time_t second = first; second < first + realtimeSeconds && !gStop; ++second) {
+            while (std::time(nullptr) < second && !gStop)
+                QThread::msleep(20);
+            writeSecond(second, means, vtqs, counts);
+            last = second;
+            if (second % 10 == 0) {
+                std::printf("written up to %lld\n", static_cast<long long>(second));
+                std::fflush(stdout);
+            }
+        }
+    } else {
+        last = std::time(nullptr) / kMeanInterval * kMeanInterval;
+        first = last - static_cast<time_t>(days) * 86400 + kMeanInterval;
+        for (time_t second = first; second <= last && !gStop; ++second)
+            writeSecond(second, means, vtqs, counts);
+    }
+
+    // What waits in the caches goes to the card, and the catalogue learns the files' ends.
+    const bool flushed = means.flush() && vtqs.flush() && LoggerOperatorInterface::flush();
+    const bool updated = means.updateAccess() && vtqs.updateAccess();
+    means.stopLogger();
+    vtqs.stopLogger();
+    std::printf("span: %lld %lld\n", static_cast<long long>(first), static_cast<long long>(last));
+    std::printf("written: %d mean values (%s), %d 10-minute values (%s), %d operator entries; %d refused\n",
+                counts.means, kMeanId, counts.vtqs, kVtqId, counts.operations, counts.refused);
+    db.close();
+    return flushed && updated && counts.refused == 0 ? 0 : 1;
+}
