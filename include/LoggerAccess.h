@@ -7,6 +7,7 @@
 #include "LoggerTypes.h"
 #include "TrackObject.h"
 
+#include <QByteArray>
 #include <QFile>
 #include <QMutex>
 #include <QString>
@@ -244,6 +245,35 @@ public:
 
 private:
     void closeFileIfOpen();
+    // True where the current file is the one whose full open was remembered, under the same
+    // root and time zone, so that mFile still bears its name and its header holds the scales
+    // remembered with it.
+    bool isKnownFile(const LoggerFileInfo& info) const;
+    void rememberOpenedFile(const LoggerFileInfo& info);
+    void forgetOpenedFile();
+
+    // The current file as its last full open (LoggerFileSystem::openFile) found it: what its name
+    // is made of, and the scales its header holds. A data file's header is written once, when the
+    // file is created, so the writer's reopen for every further block neither builds the name
+    // anew nor reads the header again. Forgotten wherever this object creates a file.
+    struct KnownFile {
+        const LoggerFileInfo* info = nullptr;
+        DataTimespec created = {0, 0};
+        LoggerDataType dataType = LoggerDataType::NONE;
+        uint32_t guidLow = 0;
+        uint32_t guidHigh = 0;
+        int32_t headerSize = 0;
+        int32_t dataBlockSize = 0;
+        QString root;
+        QByteArray timeZone;
+        QString name;
+        float scaleVoltage = 0.0f;
+        float scaleCurrent = 0.0f;
+    };
+    KnownFile mKnownFile;
+    // The size of the open file when it was opened, -1 where unknown; with the one writer it
+    // gives the size after a write without asking the file system again.
+    qint64 mSizeAtOpen = -1;
 
     int mSubType = 0;
     int mBaseTypeId = 0;

@@ -19,6 +19,8 @@
 #include <QDateTime>
 #include <QTime>
 
+#include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <unistd.h>
 
@@ -400,6 +402,7 @@ void LoggerAccess::clearStates()
         mCurrentFileInfo->mFirstDataItem = true;
         mCurrentFileInfo.reset();
     }
+    forgetOpenedFile();
     mNewBaseTypeRange = true;
 }
 
@@ -809,6 +812,7 @@ bool LoggerAccess::persistBaseType(bool alreadyPersisted, int dataBlockSize, con
     if (!typeStored) {
         return false;
     }
+    forgetOpenedFile();
 
     const bool created = LoggerFileSystem::createFile(file.get(), mFile, mBaseTypeId, mSubType, mUniqueId,
                                                       mScaleVoltage, mScaleCurrent);
@@ -862,6 +866,7 @@ bool LoggerAccess::createNewFile(timespec time, int currentIndex)
                     QStringLiteral("createNewFile, ") + getConfigId() + QStringLiteral(": timeStamp == 0"));
         return false;
     }
+    forgetOpenedFile();
     const bool created = defn.createNewFile(time, mCurrentBaseType, file, mFile, mSubType, mUniqueId,
                                             currentIndex, mScaleVoltage, mScaleCurrent);
     mCurrentFileSize = file->mFilePosition;
@@ -881,6 +886,7 @@ bool LoggerAccess::createCurrentFileIfNotExists()
     if (mFile.exists()) {
         return true;
     }
+    forgetOpenedFile();
     if (!LoggerFileSystem::createFile(file.get(), mFile, type->Id, mSubType, mUniqueId, mScaleVoltage,
                                       mScaleCurrent)) {
         return false;
@@ -899,13 +905,65 @@ bool LoggerAccess::openCurrentFile(bool write)
         message("openCurrentFile: filInfo = nullptr", LOGGER_MESSAGE_FATAL);
         return false;
     }
+    mSizeAtOpen = -1;
+    // The reopen for a further block of the file opened before: its name and header are known.
+    qint64 size = 0;
+    if (isKnownFile(*file) && LoggerFileSystem::reopenFile(file.get(), mFile, size)) {
+        mScaleVoltage = mKnownFile.scaleVoltage;
+        mScaleCurrent = mKnownFile.scaleCurrent;
+        mSizeAtOpen = size;
+        mFilePosition = file->mFilePosition;
+        return true;
+    }
     const auto type = mCurrentBaseType;
     const bool opened = LoggerFileSystem::openFile(file.get(), mFile, -1, type ? type->Id : mBaseTypeId,
                                                    write, mSubType, mUniqueId, mScaleVoltage, mScaleCurrent);
     if (opened) {
         mFilePosition = file->mFilePosition;
+        // The scales now are those of the file's header, read or, on a recovery, just written.
+        rememberOpenedFile(*file);
+    } else {
+        forgetOpenedFile();
     }
     return opened;
+}
+
+bool LoggerAccess::isKnownFile(const LoggerFileInfo& info) const
+{
+    if (mKnownFile.info != &info || mKnownFile.created.tv_sec != info.UtcCreated.tv_sec ||
+        mKnownFile.created.tv_nsec != info.UtcCreated.tv_nsec || mKnownFile.dataType != info.DataType ||
+        mKnownFile.guidLow != info.GuidLow || mKnownFile.guidHigh != info.GuidHigh ||
+        mKnownFile.headerSize != info.HeaderSize || mKnownFile.dataBlockSize != info.DataBlockSize) {
+        return false;
+    }
+    // The day folder of a name is worked out in local time.
+    const char* timeZone = std::getenv("TZ");
+    if (timeZone != nullptr ? mKnownFile.timeZone != timeZone : !mKnownFile.timeZone.isNull()) {
+        return false;
+    }
+    return mKnownFile.root == LoggerFileSystem::getPath() && mFile.fileName() == mKnownFile.name;
+}
+
+void LoggerAccess::rememberOpenedFile(const LoggerFileInfo& info)
+{
+    const char* timeZone = std::getenv("TZ");
+    mKnownFile.info = &info;
+    mKnownFile.created = info.UtcCreated;
+    mKnownFile.dataType = info.DataType;
+    mKnownFile.guidLow = info.GuidLow;
+    mKnownFile.guidHigh = info.GuidHigh;
+    mKnownFile.headerSize = info.HeaderSize;
+    mKnownFile.dataBlockSize = info.DataBlockSize;
+    mKnownFile.root = LoggerFileSystem::getPath();
+    mKnownFile.timeZone = timeZone != nullptr ? QByteArray(timeZone) : QByteArray();
+    mKnownFile.name = mFile.fileName();
+    mKnownFile.scaleVoltage = mScaleVoltage;
+    mKnownFile.scaleCurrent = mScaleCurrent;
+}
+
+void LoggerAccess::forgetOpenedFile()
+{
+    mKnownFile = KnownFile();
 }
 
 bool LoggerAccess::readHeaderParameters(float& scaleVoltage, float& scaleCurrent)
@@ -926,6 +984,9 @@ bool LoggerAccess::readHeaderParameters(float& scaleVoltage, float& scaleCurrent
 bool LoggerAccess::writeDatas(const char* data, int numItems, int numBytes)
 {
     mFilePosition = getFilePosition();
+    const qint64 start = mFile.pos();
+    const qint64 sizeAtOpen = mSizeAtOpen;
+    mSizeAtOpen = -1;
     // A block without bytes behind it is refused like a failed write.
     const qint64 written = data == nullptr && numBytes > 0 ? -1 : mFile.write(data, numBytes);
     if (written < 0) {
@@ -940,7 +1001,10 @@ bool LoggerAccess::writeDatas(const char* data, int numItems, int numBytes)
         file->mFilePosition += static_cast<int32_t>(written);
     }
     mFile.flush();
-    mCurrentFileSize = static_cast<int>(mFile.size());
+    // This process is the file's only writer: its size is the larger of the size at the open
+    // and the end of this write.
+    mCurrentFileSize =
+        static_cast<int>(sizeAtOpen >= 0 ? std::max(sizeAtOpen, start + written) : mFile.size());
     // Closed after every block, so that a power failure finds the file closed.
     mFile.close();
     mUniqueId += numItems;
@@ -949,6 +1013,7 @@ bool LoggerAccess::writeDatas(const char* data, int numItems, int numBytes)
 
 bool LoggerAccess::updateDatas(const char* data, int numBytes)
 {
+    mSizeAtOpen = -1;
     mFile.seek(mFilePosition);
     const qint64 written = mFile.write(data, numBytes);
     if (const auto file = mCurrentFileInfo) {

@@ -545,6 +545,37 @@ bool LoggerFileSystem::openFile(LoggerFileInfo* info, QFile& file, int itemIndex
     return seeked;
 }
 
+bool LoggerFileSystem::reopenFile(LoggerFileInfo* info, QFile& file, qint64& size)
+{
+    size = 0;
+    if (info == nullptr || file.isOpen() || file.fileName().isEmpty())
+        return false;
+    const int headerSize = info->HeaderSize;
+    const int blockSize = info->DataBlockSize;
+    if (blockSize <= 0)
+        return false;
+    // Opening without creation is the test for existence: a file that vanished is openFile's.
+    if (!file.open(kWriterOpenMode | QIODevice::ExistingOnly))
+        return false;
+    // The end of the file by a seek on the descriptor: cheaper than QFile::size(), which asks for
+    // the whole status. The seek below puts QFile's own position right again.
+    size = ::lseek(file.handle(), 0, SEEK_END);
+    if (size < headerSize) {
+        file.close();
+        return false;
+    }
+    const qint64 numItems = (size - headerSize) / blockSize;
+    const qint64 position = headerSize + numItems * blockSize;
+    if (!file.seek(position)) {
+        file.close();
+        return false;
+    }
+    info->mFilePosition = static_cast<int>(position);
+    if (numItems == 0)
+        info->mFirstDataItem = true;
+    return true;
+}
+
 bool LoggerFileSystem::readHeader(QFile& file, LoggerHeader& header)
 {
     if (file.size() < kLoggerHeaderSize)

@@ -241,3 +241,32 @@ TEST_F(LoggerOperatorTest, FlushOfTheUncachedOperatorLogReportsTheDatabase)
 {
     EXPECT_TRUE(LoggerOperatorInterface::flush());
 }
+
+// Right after the start of a fresh operator log its newest time is 0, so an item of 0 seconds
+// and 5 nanoseconds is taken and begins the file's range. The next item at the current time
+// lies some twenty thousand days after the file's first item: the day limit asks for a new file, whose
+// creation stamp is the old end of the range, 0 seconds. A file is never begun at 0 seconds, so
+// that item is refused, and the catalogue keeps its one file.
+TEST_F(LoggerOperatorTest, AnItemAtZeroSecondsRightAfterTheStartIsKeptAndTheDayChangeAfterItRefusesTheNext)
+{
+    LoggerOperator* logger = LoggerOperator::getInstance();
+    EXPECT_EQ(logger->getCurrentUtc().tv_sec, 0);
+    EXPECT_EQ(logger->getCurrentUtc().tv_nsec, 0);
+    const QString firstFile = currentDataFile(*logger);
+
+    DataOperator early = defaultItem();
+    early.utc.tv_nsec = 5;
+    ASSERT_TRUE(LoggerOperatorInterface::logEvent(early));
+    DataOperator stored{};
+    ASSERT_TRUE(lastOperatorItem(stored));
+    EXPECT_EQ(stored.utc.tv_sec, 0);
+    EXPECT_EQ(stored.utc.tv_nsec, 5);
+
+    DataOperator now = defaultItem();
+    now.utc = LoggerOperator::getTime();
+    EXPECT_FALSE(LoggerOperatorInterface::logEvent(now));
+    EXPECT_TRUE(LogCapture::text().contains(QStringLiteral("createNewFile, : timeStamp == 0")))
+        << LogCapture::text().toStdString();
+    EXPECT_EQ(logger->getNumFiles(), 1);
+    EXPECT_EQ(QFileInfo(firstFile).size(), LoggerBase::kHeaderSize + kOperatorBlockSize);
+}
