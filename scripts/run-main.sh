@@ -9,7 +9,7 @@ set -euo pipefail
 top="$(cd "$(dirname "$0")/.." && pwd)"
 "$top/scripts/setup-debian.sh"
 
-build="$top/build"
+build="$top/build-main"
 cmake -S "$top" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQZLOGGER_BUILD_TESTS=OFF -DQZLOGGER_BUILD_BENCHMARKS=OFF
 cmake --build "$build" -j"$(nproc)" --target qzlogger_demo_writer qzlogger_demo_reader qz-sdcard-simulator
 

@@ -11,7 +11,7 @@ build="$top/build"
 asan="$top/build-sanitize"
 
 echo "== build and test"
-cmake -S "$top" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo
+cmake -S "$top" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQZLOGGER_BUILD_TESTS=ON -DQZLOGGER_BUILD_BENCHMARKS=ON
 cmake --build "$build" -j"$jobs"
 (cd "$build" && ctest -j"$jobs" --output-on-failure --timeout 300)
 
