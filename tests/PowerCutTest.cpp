@@ -23,6 +23,7 @@
 #include "LoggerFileInfo.h"
 #include "LoggerFileSystem.h"
 #include "LoggerRetriedTransaction.h"
+#include "MeanItemFiles.h"
 #include "TemporaryCatalogue.h"
 #include "TestLogger.h"
 #include "WriterStore.h"
@@ -91,50 +92,6 @@ DataMean itemNumber(int64_t number)
 int64_t numberOfStamp(int64_t seconds, int64_t nanoseconds)
 {
     return (seconds - kFirstSecond) * 1000 + nanoseconds / 1000000;
-}
-
-int intVariable(const char* name, int fallback)
-{
-    bool ok = false;
-    const int value = qEnvironmentVariableIntValue(name, &ok);
-    return ok ? value : fallback;
-}
-
-// "key=value" out of a line of words.
-QByteArray field(const QByteArray& line, const QByteArray& key)
-{
-    for (const QByteArray& word : line.split(' ')) {
-        if (word.startsWith(key + '='))
-            return word.mid(key.size() + 1);
-    }
-    return QByteArray();
-}
-
-// The items of a data file as a writer left it: its whole items, and the bytes of a torn last
-// item behind them.
-struct FileContent {
-    bool readable = false;
-    std::vector<DataMean> items;
-    int tornBytes = 0;
-};
-
-FileContent readDataFile(const QString& name)
-{
-    FileContent content;
-    QFile file(name);
-    if (!file.open(QIODevice::ReadOnly))
-        return content;
-    const QByteArray bytes = file.readAll();
-    if (bytes.size() < kHeaderSize)
-        return content;
-    content.readable = true;
-    const int whole = (bytes.size() - kHeaderSize) / kItemSize;
-    content.items.resize(static_cast<size_t>(whole));
-    if (whole > 0)
-        std::memcpy(content.items.data(), bytes.constData() + kHeaderSize,
-                    static_cast<size_t>(whole) * kItemSize);
-    content.tornBytes = (bytes.size() - kHeaderSize) % kItemSize;
-    return content;
 }
 
 // Every item is the next number from 0, its stamp and quality agreeing: nothing out of order,

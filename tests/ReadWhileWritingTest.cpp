@@ -22,6 +22,7 @@
 #include "LoggerFileInfo.h"
 #include "LoggerFileSystem.h"
 #include "LoggerResult.h"
+#include "MeanItemFiles.h"
 #include "TestLogger.h"
 #include "WriterStore.h"
 
@@ -131,23 +132,6 @@ std::string describe(const DataMean& item)
            std::to_string(item.utc.tv_nsec) + " mean " + std::to_string(item.mean);
 }
 
-int intVariable(const char* name, int fallback)
-{
-    bool ok = false;
-    const int value = qEnvironmentVariableIntValue(name, &ok);
-    return ok ? value : fallback;
-}
-
-// "key=value" out of a line of words.
-QByteArray field(const QByteArray& line, const QByteArray& key)
-{
-    for (const QByteArray& word : line.split(' ')) {
-        if (word.startsWith(key + '='))
-            return word.mid(key.size() + 1);
-    }
-    return QByteArray();
-}
-
 // The last whole line that begins with prefix.
 QByteArray lastLine(const QByteArray& output, const QByteArray& prefix)
 {
@@ -183,32 +167,6 @@ int64_t readProgress(const QString& name)
     bool ok = false;
     const qlonglong finished = file.readAll().trimmed().toLongLong(&ok);
     return ok ? finished : -1;
-}
-
-// The items of a data file: its whole items, and the bytes of a torn last item behind them.
-struct FileContent {
-    bool readable = false;
-    std::vector<DataMean> items;
-    int tornBytes = 0;
-};
-
-FileContent readDataFile(const QString& name)
-{
-    FileContent content;
-    QFile file(name);
-    if (!file.open(QIODevice::ReadOnly))
-        return content;
-    const QByteArray bytes = file.readAll();
-    if (bytes.size() < kHeaderSize)
-        return content;
-    content.readable = true;
-    const int whole = (bytes.size() - kHeaderSize) / kItemSize;
-    content.items.resize(static_cast<size_t>(whole));
-    if (whole > 0)
-        std::memcpy(static_cast<void*>(content.items.data()), bytes.constData() + kHeaderSize,
-                    static_cast<size_t>(whole) * kItemSize);
-    content.tornBytes = (bytes.size() - kHeaderSize) % kItemSize;
-    return content;
 }
 
 // The logger of the writer processes: items of DataMean in small files.

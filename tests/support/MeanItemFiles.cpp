@@ -1,0 +1,44 @@
+#include "MeanItemFiles.h"
+
+#include "LoggerHeader.h"
+
+#include <QFile>
+#include <QtGlobal>
+
+#include <cstring>
+
+FileContent readDataFile(const QString& name)
+{
+    constexpr int kItemSize = static_cast<int>(sizeof(DataMean));
+    FileContent content;
+    QFile file(name);
+    if (!file.open(QIODevice::ReadOnly))
+        return content;
+    const QByteArray bytes = file.readAll();
+    if (bytes.size() < kLoggerHeaderSize)
+        return content;
+    content.readable = true;
+    const int whole = (bytes.size() - kLoggerHeaderSize) / kItemSize;
+    content.items.resize(static_cast<size_t>(whole));
+    if (whole > 0)
+        std::memcpy(static_cast<void*>(content.items.data()), bytes.constData() + kLoggerHeaderSize,
+                    static_cast<size_t>(whole) * kItemSize);
+    content.tornBytes = (bytes.size() - kLoggerHeaderSize) % kItemSize;
+    return content;
+}
+
+int intVariable(const char* name, int fallback)
+{
+    bool ok = false;
+    const int value = qEnvironmentVariableIntValue(name, &ok);
+    return ok ? value : fallback;
+}
+
+QByteArray field(const QByteArray& line, const QByteArray& key)
+{
+    for (const QByteArray& word : line.split(' ')) {
+        if (word.startsWith(key + '='))
+            return word.mid(key.size() + 1);
+    }
+    return QByteArray();
+}
