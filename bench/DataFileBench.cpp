@@ -2,6 +2,7 @@
 // the same file: the binary search by time (with the number of 8-byte reads it makes) and the
 // read of a 100,000-item range.
 
+#include "RunName.h"
 #include <LoggerDataItems.h>
 #include <LoggerFileInfo.h>
 #include <LoggerFileSystem.h>
@@ -211,7 +212,10 @@ public:
     void ReportRuns(const std::vector<Run>& runs) override
     {
         for (const Run& run : runs) {
-            mTimes[run.benchmark_name()] = run.GetAdjustedRealTime();
+            std::string name;
+            if (!runNameForRatio(run, name))
+                continue;
+            mTimes[name] = run.GetAdjustedRealTime();
             auto reads = run.counters.find("reads");
             if (reads != run.counters.end())
                 mReads = reads->second.value;

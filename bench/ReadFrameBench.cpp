@@ -13,6 +13,7 @@
 #include "LoggerDataItems.h"
 #include "LoggerFileSystem.h"
 #include "LoggerResult.h"
+#include "RunName.h"
 #include "WriterStore.h"
 
 #include <QCoreApplication>
@@ -164,8 +165,9 @@ public:
     void ReportRuns(const std::vector<Run>& runs) override
     {
         for (const Run& run : runs) {
-            if (run.iterations > 0)
-                mSeconds[run.benchmark_name()] = run.GetAdjustedRealTime();
+            std::string name;
+            if (run.iterations > 0 && runNameForRatio(run, name))
+                mSeconds[name] = run.GetAdjustedRealTime();
         }
         ConsoleReporter::ReportRuns(runs);
     }

@@ -9,12 +9,15 @@
 #include "LoggerBase.h"
 #include "LoggerDataItems.h"
 #include "LoggerDb.h"
+#include "LoggerFileSystem.h"
 #include "LoggerTemplate.h"
+#include "RunName.h"
 #include "TestLogger.h"
 #include "WriterStore.h"
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFileInfo>
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
@@ -149,14 +152,17 @@ struct BenchStore {
         return cachedLogger.get();
     }
 
-    // A data file of its own next to the logger's, begun with a header of zeros.
+    // A data file of its own in the day folder of the logger's current file, so that its path
+    // is as deep as the logger's, begun with a header of zeros.
     std::string plainFile(int blockItems)
     {
-        if (!QDir().mkpath(store.dataFolderPath()))
+        TestLogger* owner = logger(blockItems);
+        const PtrLoggerFileInfo current = owner ? owner->getLoggerAccess()->getCurrentFileInfo() : nullptr;
+        if (current == nullptr)
             return std::string();
-        const std::string path = QDir(store.dataFolderPath())
-                                     .filePath(QStringLiteral("plain_%1.dat").arg(blockItems))
-                                     .toStdString();
+        const QString folder = QFileInfo(LoggerFileSystem::getFullFileName(current.get())).path();
+        const std::string path =
+            QDir(folder).filePath(QStringLiteral("plain_%1.dat").arg(blockItems)).toStdString();
         const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         if (fd < 0)
             return std::string();
@@ -251,8 +257,9 @@ public:
     {
         for (const Run& run : runs) {
             const auto rate = run.counters.find("items_per_second");
-            if (rate != run.counters.end())
-                mRates[run.benchmark_name()] = rate->second.value;
+            std::string name;
+            if (rate != run.counters.end() && runNameForRatio(run, name))
+                mRates[name] = rate->second.value;
         }
         ConsoleReporter::ReportRuns(runs);
     }

@@ -245,6 +245,9 @@ public:
 
 private:
     void closeFileIfOpen();
+    // The bytes at that position of the open file, whole or not at all: the count, or -1 with
+    // the system's text in error.
+    qint64 writeAt(const char* data, int numBytes, qint64 position, QString& error);
     // True where the current file is the one whose full open was remembered, under the same
     // root and time zone, so that mFile still bears its name and its header holds the scales
     // remembered with it.

@@ -59,11 +59,12 @@ public:
     static bool openFile(LoggerFileInfo* info, QFile& file, int itemIndex, int baseTypeId, bool create,
                          int headerWord, int uniqueId, float& parameter1, float& parameter2);
     // The writer's reopen for its next block of the file that `file` already names and that it
-    // opened with openFile before: positioned behind the last whole item as openFile positions
-    // it, but without building the name or reading the header, which the caller knows from that
-    // open. `size` receives the file's size. False, with the file closed, where the file is
-    // missing, holds no whole header or can't be positioned; the caller then takes openFile,
-    // which creates or recovers the file.
+    // opened with openFile before, without building the name or reading the header, which the
+    // caller knows from that open. The file info's position is set behind the last whole item,
+    // as openFile sets it, but QFile's own position is left at 0: the caller writes at the file
+    // info's position with a positioned write. `size` receives the file's size. False, with the
+    // file closed, where the file is missing or holds no whole header; the caller then takes
+    // openFile, which creates or recovers the file.
     static bool reopenFile(LoggerFileInfo* info, QFile& file, qint64& size);
     static bool readHeader(QFile& file, LoggerHeader& header);
     static bool readHeader(LoggerFileInfo* info, LoggerHeader& header);

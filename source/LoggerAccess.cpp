@@ -20,6 +20,7 @@
 #include <QTime>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <unistd.h>
@@ -438,8 +439,7 @@ void LoggerAccess::createCurrentBaseType(QString& idString, DataMeasType& measTy
         }
         break;
     case LoggerType::NONE:
-    case LoggerType::OPERATOR:
-        break;
+    case LoggerType::OPERATOR: break;
     }
     type->mType = mLoggerType;
     type->mDataType = mLoggerDataType;
@@ -984,16 +984,25 @@ bool LoggerAccess::readHeaderParameters(float& scaleVoltage, float& scaleCurrent
 bool LoggerAccess::writeDatas(const char* data, int numItems, int numBytes)
 {
     mFilePosition = getFilePosition();
-    const qint64 start = mFile.pos();
     const qint64 sizeAtOpen = mSizeAtOpen;
     mSizeAtOpen = -1;
+    // A file reopened for a further block is written at the file info's position (see
+    // LoggerFileSystem::reopenFile); a file opened in full stands at its position already.
+    const bool reopened = sizeAtOpen >= 0;
+    const qint64 start = reopened ? mFilePosition : mFile.pos();
     // A block without bytes behind it is refused like a failed write.
-    const qint64 written = data == nullptr && numBytes > 0 ? -1 : mFile.write(data, numBytes);
+    qint64 written = -1;
+    QString error;
+    if (data != nullptr || numBytes <= 0) {
+        written = reopened ? writeAt(data, numBytes, start, error) : mFile.write(data, numBytes);
+        if (!reopened)
+            error = mFile.errorString();
+    }
     if (written < 0) {
         TRACK_ERROR(*this, QStringLiteral("Cannot write logger type ") +
                                QString::number(static_cast<int>(mLoggerType)) +
                                QStringLiteral(" datas to file '") + mFile.fileName() + QStringLiteral("' (") +
-                               mFile.errorString() + QStringLiteral(")"));
+                               error + QStringLiteral(")"));
         return false;
     }
     mBytesWritten += written;
@@ -1009,6 +1018,24 @@ bool LoggerAccess::writeDatas(const char* data, int numItems, int numBytes)
     mFile.close();
     mUniqueId += numItems;
     return true;
+}
+
+qint64 LoggerAccess::writeAt(const char* data, int numBytes, qint64 position, QString& error)
+{
+    qint64 done = 0;
+    while (done < numBytes) {
+        const ssize_t written = ::pwrite(mFile.handle(), data + done, static_cast<size_t>(numBytes - done),
+                                         static_cast<off_t>(position + done));
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0) {
+            error = written < 0 ? QString::fromLocal8Bit(std::strerror(errno))
+                                : QStringLiteral("nothing written");
+            return -1;
+        }
+        done += written;
+    }
+    return done;
 }
 
 bool LoggerAccess::updateDatas(const char* data, int numBytes)

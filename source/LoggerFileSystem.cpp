@@ -564,12 +564,10 @@ bool LoggerFileSystem::reopenFile(LoggerFileInfo* info, QFile& file, qint64& siz
         file.close();
         return false;
     }
+    // The writer writes the block at this position with a positioned write; QFile's own
+    // position is not moved, which saves the seek and the status query that comes with it.
     const qint64 numItems = (size - headerSize) / blockSize;
     const qint64 position = headerSize + numItems * blockSize;
-    if (!file.seek(position)) {
-        file.close();
-        return false;
-    }
     info->mFilePosition = static_cast<int>(position);
     if (numItems == 0)
         info->mFirstDataItem = true;

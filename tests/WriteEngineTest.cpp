@@ -241,6 +241,32 @@ TEST_F(WriteEngineTest, ADataFileThatVanishedIsCreatedAnewByTheNextWrite)
     EXPECT_EQ(headerOf(written).baseTypeId, mLogger.getId());
 }
 
+// Between two blocks of one writer the file may change behind its back: a torn item appended,
+// or the file cut inside an item. The next block goes behind the last whole item all the same.
+TEST_F(WriteEngineTest, ATornItemAppendedBetweenBlocksIsOverwrittenByTheNextBlock)
+{
+    ASSERT_NE(write({kDay, kDay + 1}), nullptr);
+    const QString name = LoggerFileSystem::getFullFileName(current().get());
+    QFile file(name);
+    ASSERT_TRUE(file.open(QIODevice::Append));
+    ASSERT_EQ(file.write("torn!", 5), 5);
+    file.close();
+    ASSERT_NE(write({kDay + 2, kDay + 3}), nullptr);
+    EXPECT_EQ(stampsInFile(current()), (std::vector<int32_t>{kDay, kDay + 1, kDay + 2, kDay + 3}));
+    EXPECT_EQ(QFileInfo(name).size(), 44 + 4 * kBlockSize);
+    EXPECT_EQ(current()->mFilePosition, 44 + 4 * kBlockSize);
+}
+
+TEST_F(WriteEngineTest, AFileCutInsideAnItemBetweenBlocksContinuesBehindItsLastWholeItem)
+{
+    ASSERT_NE(write({kDay, kDay + 1, kDay + 2}), nullptr);
+    const QString name = LoggerFileSystem::getFullFileName(current().get());
+    ASSERT_TRUE(QFile::resize(name, 44 + 2 * kBlockSize - 3));
+    ASSERT_NE(write({kDay + 3}), nullptr);
+    EXPECT_EQ(stampsInFile(current()), (std::vector<int32_t>{kDay, kDay + 3}));
+    EXPECT_EQ(QFileInfo(name).size(), 44 + 2 * kBlockSize);
+}
+
 TEST_F(WriteEngineTest, AZeroBlockSizeWritesNothing)
 {
     TestLogger logger(QStringLiteral("mean_3s.zero"), 0);
