@@ -165,7 +165,10 @@ int main(int argc, char** argv)
     }
     std::printf("store: %s\n", qPrintable(db.getFullDbName()));
 
-    DemoLogger<DataMean> means(LoggerDataType::MEAN, kMeanId, kMeanInterval, kMeanCacheItems);
+    // Written as fast as possible, the means go through a cache of a hundred items; at the
+    // clock's pace each goes to the card at once, so that the reader sees it.
+    DemoLogger<DataMean> means(LoggerDataType::MEAN, kMeanId, kMeanInterval,
+                               realtimeSeconds > 0 ? 1 : kMeanCacheItems);
     DemoLogger<DataXtq<float>> vtqs(LoggerDataType::VTQ, kVtqId, kVtqInterval, 1);
     if (!LoggerOperatorInterface::initialize() || !LoggerOperatorInterface::startLogger() || !means.startLogger() ||
         !vtqs.startLogger()) {
