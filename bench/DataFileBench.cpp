@@ -2,7 +2,7 @@
 // the same file: the binary search by time (with the number of 8-byte reads it makes) and the
 // read of a 100,000-item range.
 
-#include "RunName.h"
+#include "BenchSupport.h"
 #include <LoggerDataItems.h>
 #include <LoggerFileInfo.h>
 #include <LoggerFileSystem.h>

@@ -7,13 +7,13 @@
 // QZLOGGER_SDCARD_SIMULATOR names the simulator; without it the one built alongside is used.
 
 #include "../source/LoggerTestSeams.h"
+#include "BenchSupport.h"
 #include "CataloguedFiles.h"
 #include "DataFileBuilder.h"
 #include "LoggerApiBase.h"
 #include "LoggerDataItems.h"
 #include "LoggerFileSystem.h"
 #include "LoggerResult.h"
-#include "RunName.h"
 #include "WriterStore.h"
 
 #include <QCoreApplication>
@@ -26,7 +26,6 @@
 #include <fcntl.h>
 #include <memory>
 #include <string>
-#include <sys/resource.h>
 #include <unistd.h>
 #include <vector>
 
@@ -42,13 +41,6 @@ constexpr unsigned long kReadPauseMs = 50;   // the read frame's pause after a r
 const QString kVtqId = QStringLiteral("vtq_10min.bench_read.out");
 
 using Clock = std::chrono::steady_clock;
-
-long peakResidentKb()
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss;
-}
 
 // The store with one logger of five files of 200,000 items each, one a second, the files one
 // after the other in time.

@@ -6,12 +6,12 @@
 //
 // QZLOGGER_SDCARD_SIMULATOR names the simulator; without it the one built alongside is used.
 
+#include "BenchSupport.h"
 #include "LoggerBase.h"
 #include "LoggerDataItems.h"
 #include "LoggerDb.h"
 #include "LoggerFileSystem.h"
 #include "LoggerTemplate.h"
-#include "RunName.h"
 #include "TestLogger.h"
 #include "WriterStore.h"
 
@@ -26,7 +26,6 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <sys/resource.h>
 #include <unistd.h>
 #include <vector>
 
@@ -38,14 +37,6 @@ constexpr int32_t kFirstSecond = 1763802000;                  // 2025-11-22, mid
 // One file for the whole run: the benchmark measures the block path, not the change of files.
 constexpr int kMaximumFileSize = 1024 * 1024 * 1024;
 const int kBlockItems[] = {1, 10, 100};
-
-// Peak resident memory of this process so far, in kilobytes.
-long peakResidentKb()
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss;
-}
 
 // A block of items whose stamps are moved on before every write, one millisecond per item, so
 // that every block lies behind the one before, as the logger's order check wants it.

@@ -22,7 +22,8 @@ QString number(LoggerDataType dataType)
     return QString::number(static_cast<int>(dataType));
 }
 
-bool earlier(const DataTimespec& a, const DataTimespec& b)
+// Seconds first, then nanoseconds.
+bool earlier(timespec a, timespec b)
 {
     return a.tv_sec < b.tv_sec || (a.tv_sec == b.tv_sec && a.tv_nsec < b.tv_nsec);
 }
@@ -179,18 +180,12 @@ std::vector<DataMeasType> LoggerApiBase::getDataMeasTypes(LoggerType type, Logge
 
 bool LoggerApiBase::IsInRange(timespec t, timespec start, timespec end)
 {
-    const auto notBefore = [](timespec a, timespec b) {
-        return a.tv_sec > b.tv_sec || (a.tv_sec == b.tv_sec && a.tv_nsec >= b.tv_nsec);
-    };
-    return notBefore(t, start) && notBefore(end, t);
+    return !earlier(t, start) && !earlier(end, t);
 }
 
 bool LoggerApiBase::checkRange(timespec start, timespec end, timespec fileStart, timespec fileEnd)
 {
-    const auto notBefore = [](timespec a, timespec b) {
-        return a.tv_sec > b.tv_sec || (a.tv_sec == b.tv_sec && a.tv_nsec >= b.tv_nsec);
-    };
-    if (notBefore(start, fileStart) && notBefore(fileEnd, end)) {
+    if (!earlier(start, fileStart) && !earlier(fileEnd, end)) {
         return true; // the range lies inside the file
     }
     return IsInRange(fileStart, start, end) || IsInRange(fileEnd, start, end);
