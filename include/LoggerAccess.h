@@ -204,11 +204,15 @@ public:
     bool openCurrentFile(bool write);
     // Both scales from the header of the current file.
     bool readHeaderParameters(float& scaleVoltage, float& scaleCurrent);
-    // Appends numBytes (numItems items) to the open file, then closes it. Fails, and changes
-    // neither sizes nor unique id, where the file is not open or the write fails.
+    // Appends numBytes (numItems items) to the open file behind its last whole item, then
+    // closes it. A block that fails, or goes out only in part, is cut back out of the file, so
+    // the file holds exactly what it held before; the file is closed all the same, and the next
+    // open places the next block behind the last whole item. Position, size and unique id
+    // follow only bytes that stayed in the file. The unique id wraps in two's complement.
     bool writeDatas(const char* data, int numItems, int numBytes);
     // Rewrites at the position where the last write began, or at the given position (which
-    // becomes that position), then closes the file. The outcome of the write is not checked.
+    // becomes that position), then closes the file. A failed write is logged; the result does
+    // not depend on it.
     bool updateDatas(const char* data, int numBytes);
     bool updateDatas(const char* data, int numBytes, int position);
     // Charges the quota. removed comes back false when the charge cost this logger its current
@@ -245,9 +249,16 @@ public:
 
 private:
     void closeFileIfOpen();
-    // The bytes at that position of the open file, whole or not at all: the count, or -1 with
-    // the system's text in error.
-    qint64 writeAt(const char* data, int numBytes, qint64 position, QString& error);
+    // After a block that did not reach the file whole: cuts the file back to start, where the
+    // block began. Where the cut fails, the count of bytes of whole items of the block that stay
+    // in the file; 0 otherwise.
+    qint64 takeBackFailedBlock(qint64 start, qint64 written, int itemSize);
+    void closeAfterWrite();
+    // A new file whose catalogue row could not be stored: it goes from the card while it holds
+    // no item, so that no file without a row is ever written to.
+    void removeUncataloguedFile(const std::shared_ptr<LoggerFileInfo>& file);
+    // Position, size, bytes written and unique id follow the bytes that reached the file.
+    void advanceBy(qint64 bytes, int numItems, qint64 fileSize);
     // True where the current file is the one whose full open was remembered, under the same
     // root and time zone, so that mFile still bears its name and its header holds the scales
     // remembered with it.

@@ -37,6 +37,7 @@
 #include "LoggerDebug.h"
 #include "LoggerEntityChanged.h"
 #include "LoggerFileInfo.h"
+#include "LoggerFileIo.h"
 #include "LoggerFileInfoTypes.h"
 #include "LoggerFileInfo_stat.h"
 #include "LoggerFileSystem.h"

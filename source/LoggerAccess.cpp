@@ -9,6 +9,7 @@
 #include "FileInfoPersistance.h"
 #include "LoggerDb.h"
 #include "LoggerEntityChanged.h"
+#include "LoggerFileIo.h"
 #include "LoggerFileSystem.h"
 #include "LoggerHeader.h"
 #include "LoggerMemoryManager.h"
@@ -833,6 +834,7 @@ bool LoggerAccess::persistBaseType(bool alreadyPersisted, int dataBlockSize, con
             return fileStored && typeUpdated;
         })) {
         message("cannot persist to Database " + description, LOGGER_MESSAGE_FATAL);
+        removeUncataloguedFile(file);
         return false;
     }
 
@@ -867,10 +869,32 @@ bool LoggerAccess::createNewFile(timespec time, int currentIndex)
         return false;
     }
     forgetOpenedFile();
+    const auto typeBefore = mCurrentBaseType;
     const bool created = defn.createNewFile(time, mCurrentBaseType, file, mFile, mSubType, mUniqueId,
                                             currentIndex, mScaleVoltage, mScaleCurrent);
     mCurrentFileSize = file->mFilePosition;
+    if (!created) {
+        // The type as it was before: a try that did not commit may have read it anew and put the
+        // new file into its list.
+        mCurrentBaseType = typeBefore;
+        removeUncataloguedFile(file);
+    }
     return created;
+}
+
+void LoggerAccess::removeUncataloguedFile(const std::shared_ptr<LoggerFileInfo>& file)
+{
+    if (!file) {
+        return;
+    }
+    if (mFile.isOpen()) {
+        mFile.close();
+    }
+    // Only a file that holds no item goes: nothing of what was written is ever removed here.
+    const int size = LoggerFileSystem::getFileSize(file.get());
+    if (size > 0 && size <= file->HeaderSize) {
+        LoggerFileSystem::removeFile(file.get());
+    }
 }
 
 bool LoggerAccess::createCurrentFileIfNotExists()
@@ -916,8 +940,15 @@ bool LoggerAccess::openCurrentFile(bool write)
         return true;
     }
     const auto type = mCurrentBaseType;
-    const bool opened = LoggerFileSystem::openFile(file.get(), mFile, -1, type ? type->Id : mBaseTypeId,
-                                                   write, mSubType, mUniqueId, mScaleVoltage, mScaleCurrent);
+    const int baseTypeId = type ? type->Id : mBaseTypeId;
+    bool opened = LoggerFileSystem::openFile(file.get(), mFile, -1, baseTypeId, write, mSubType, mUniqueId,
+                                             mScaleVoltage, mScaleCurrent);
+    if (opened && !mFile.isOpen() && file->DataBlockSize > 0) {
+        // A recovered file is made anew with its header and left closed; it is opened once more
+        // for the block that is waiting for it.
+        opened = LoggerFileSystem::openFile(file.get(), mFile, -1, baseTypeId, write, mSubType, mUniqueId,
+                                            mScaleVoltage, mScaleCurrent);
+    }
     if (opened) {
         mFilePosition = file->mFilePosition;
         // The scales now are those of the file's header, read or, on a recovery, just written.
@@ -981,74 +1012,106 @@ bool LoggerAccess::readHeaderParameters(float& scaleVoltage, float& scaleCurrent
     return true;
 }
 
+// The block goes to the position behind the last whole item, which the open of the file found,
+// by a positioned write: the file object's own offset plays no part, so that no path of opening
+// can leave the writer pointing anywhere else. A block that does not reach the file whole is
+// taken back out of it, and the file is closed, so that the next block is placed as after a
+// power cut: behind the last whole item on the card.
 bool LoggerAccess::writeDatas(const char* data, int numItems, int numBytes)
 {
     mFilePosition = getFilePosition();
     const qint64 sizeAtOpen = mSizeAtOpen;
     mSizeAtOpen = -1;
-    // A file reopened for a further block is written at the file info's position (see
-    // LoggerFileSystem::reopenFile); a file opened in full stands at its position already.
-    const bool reopened = sizeAtOpen >= 0;
-    const qint64 start = reopened ? mFilePosition : mFile.pos();
-    // A block without bytes behind it is refused like a failed write.
-    qint64 written = -1;
-    QString error;
-    if (data != nullptr || numBytes <= 0) {
-        written = reopened ? writeAt(data, numBytes, start, error) : mFile.write(data, numBytes);
-        if (!reopened)
-            error = mFile.errorString();
+    const qint64 start = mFilePosition;
+    qint64 written = 0;
+    int error = 0;
+    if (numItems < 0 || numBytes < 0 || (data == nullptr && numBytes > 0) || start < kHeaderSize) {
+        // A block without bytes behind it, or a file without a place to write, is refused like a
+        // failed write.
+        error = start < kHeaderSize ? EBADF : EINVAL;
+    } else if (numBytes > 0) {
+        written = LoggerFileIo::writeFully(mFile.handle(), data, numBytes, start, error);
     }
-    if (written < 0) {
+    if (error != 0) {
+        const qint64 kept = takeBackFailedBlock(start, written, numItems > 0 ? numBytes / numItems : 0);
         TRACK_ERROR(*this, QStringLiteral("Cannot write logger type ") +
                                QString::number(static_cast<int>(mLoggerType)) +
                                QStringLiteral(" datas to file '") + mFile.fileName() + QStringLiteral("' (") +
-                               error + QStringLiteral(")"));
+                               LoggerFileIo::errorText(error) + QStringLiteral(")"));
+        closeAfterWrite();
+        if (kept > 0) {
+            advanceBy(kept, static_cast<int>(kept / (numBytes / numItems)), start + kept);
+        }
         return false;
     }
-    mBytesWritten += written;
-    if (const auto file = mCurrentFileInfo) {
-        file->mFilePosition += static_cast<int32_t>(written);
-    }
-    mFile.flush();
-    // This process is the file's only writer: its size is the larger of the size at the open
-    // and the end of this write.
-    mCurrentFileSize =
-        static_cast<int>(sizeAtOpen >= 0 ? std::max(sizeAtOpen, start + written) : mFile.size());
-    // Closed after every block, so that a power failure finds the file closed.
-    mFile.close();
-    mUniqueId += numItems;
+    // This process is the file's only writer: where the size at the open is known, the size now
+    // is the larger of it and the end of this write.
+    const qint64 size = sizeAtOpen >= 0 ? std::max(sizeAtOpen, start + written) : mFile.size();
+    closeAfterWrite();
+    advanceBy(written, numItems, size);
     return true;
 }
 
-qint64 LoggerAccess::writeAt(const char* data, int numBytes, qint64 position, QString& error)
+qint64 LoggerAccess::takeBackFailedBlock(qint64 start, qint64 written, int itemSize)
 {
-    qint64 done = 0;
-    while (done < numBytes) {
-        const ssize_t written = ::pwrite(mFile.handle(), data + done, static_cast<size_t>(numBytes - done),
-                                         static_cast<off_t>(position + done));
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0) {
-            error = written < 0 ? QString::fromLocal8Bit(std::strerror(errno))
-                                : QStringLiteral("nothing written");
-            return -1;
-        }
-        done += written;
+    if (!mFile.isOpen()) {
+        return 0;
     }
-    return done;
+    if (LoggerFileIo::current().truncate(mFile.handle(), static_cast<off_t>(start)) == 0) {
+        return 0;
+    }
+    // The block could not be taken back: the whole items of it that reached the file stay
+    // there, and the next block goes behind them.
+    const int truncateError = errno;
+    TRACK_ERROR(*this, QStringLiteral("Cannot truncate '") + mFile.fileName() + QStringLiteral("' to ") +
+                           QString::number(start) + QStringLiteral(" (") +
+                           LoggerFileIo::errorText(truncateError) + QStringLiteral(")"));
+    if (itemSize <= 0) {
+        return 0;
+    }
+    return written / itemSize * itemSize;
 }
 
+void LoggerAccess::closeAfterWrite()
+{
+    // Closed after every block, so that a power failure finds the file closed.
+    if (mFile.isOpen()) {
+        mFile.close();
+    }
+}
+
+void LoggerAccess::advanceBy(qint64 bytes, int numItems, qint64 fileSize)
+{
+    mBytesWritten += bytes;
+    if (const auto file = mCurrentFileInfo) {
+        file->mFilePosition = static_cast<int32_t>(std::min<qint64>(file->mFilePosition + bytes, INT32_MAX));
+    }
+    mCurrentFileSize = static_cast<int>(std::min<qint64>(fileSize, INT32_MAX));
+    // Unique ids are 32-bit running numbers that wrap in two's complement.
+    mUniqueId = static_cast<int32_t>(static_cast<uint32_t>(mUniqueId) + static_cast<uint32_t>(numItems));
+}
+
+// A rewrite replaces what the last write laid down, so there is nothing to take back where it
+// fails; it is logged, and the result stays true as for every rewrite.
 bool LoggerAccess::updateDatas(const char* data, int numBytes)
 {
     mSizeAtOpen = -1;
-    mFile.seek(mFilePosition);
-    const qint64 written = mFile.write(data, numBytes);
-    if (const auto file = mCurrentFileInfo) {
-        file->mFilePosition = mFilePosition + static_cast<int32_t>(written > 0 ? written : 0);
+    qint64 written = 0;
+    int error = 0;
+    if (numBytes > 0 && data != nullptr && mFilePosition >= 0) {
+        written = LoggerFileIo::writeFully(mFile.handle(), data, numBytes, mFilePosition, error);
     }
-    mFile.flush();
-    mCurrentFileSize = static_cast<int>(mFile.size());
-    mFile.close();
+    if (error != 0) {
+        TRACK_ERROR(*this, QStringLiteral("Cannot write logger type ") +
+                               QString::number(static_cast<int>(mLoggerType)) +
+                               QStringLiteral(" datas to file '") + mFile.fileName() + QStringLiteral("' (") +
+                               LoggerFileIo::errorText(error) + QStringLiteral(")"));
+    }
+    if (const auto file = mCurrentFileInfo) {
+        file->mFilePosition = static_cast<int32_t>(std::min<qint64>(mFilePosition + written, INT32_MAX));
+    }
+    mCurrentFileSize = static_cast<int>(std::min<qint64>(mFile.isOpen() ? mFile.size() : 0, INT32_MAX));
+    closeAfterWrite();
     return true;
 }
 

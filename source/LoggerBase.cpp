@@ -6,6 +6,7 @@
 #include "LoggerAccessList.h"
 #include "LoggerDb.h"
 #include "LoggerDebug.h"
+#include "LoggerFileIo.h"
 #include "LoggerFileSystem.h"
 #include "LoggerList.h"
 #include "LoggerMemoryInterface.h"
@@ -17,6 +18,7 @@
 #include <QFile>
 #include <QMutexLocker>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -695,8 +697,9 @@ PtrLoggerFileInfo LoggerBase::writeDatas(const char* data, int numItems, bool al
     // Two items more than fit in a file: a split part may carry a file slightly over the limit,
     // since only the last part may begin a new file. The split bounds a single write; it does
     // not fill files exactly.
-    const int itemsPerFile = (mMaximumFileSize - kHeaderSize) / block;
-    const int limit = itemsPerFile + 2;
+    // The part's bytes are an int: a part never holds more items than an int of bytes takes.
+    const int itemsPerFile = (std::max(mMaximumFileSize, kHeaderSize) - kHeaderSize) / block;
+    const int limit = std::min(itemsPerFile, INT32_MAX / block - 2) + 2;
     mFirstWriteAfterStart = false;
 
     if (numItems > limit) {
@@ -750,10 +753,16 @@ PtrLoggerFileInfo LoggerBase::writeDatas(const char* data, int numItems, bool al
         const QString reason = LoggerDebug::getNewFileReason(mDayChanged, mHeaderChanged, sizeExceeded,
                                                              mAccess->getFilePosition(), getLoggerName());
         debugMessage(reason);
+        const bool dayChanged = mDayChanged;
+        const bool headerChanged = mHeaderChanged;
         mDayChanged = false;
         mHeaderChanged = false;
         // The old end of the type names the day folder and creation stamp of the new file.
         if (!createNewFile(typeEnd, getLoggerDataType())) {
+            // Nothing of the block was written, and the logger stays in its file: the next
+            // block asks for the new file again.
+            mDayChanged = dayChanged;
+            mHeaderChanged = headerChanged;
             return nullptr;
         }
         mAccess->setCurrentFileInfoUtcStart(first);
@@ -793,7 +802,8 @@ bool LoggerBase::updateDatas(const char* data, int numItems)
         return false;
     }
     const int block = getDataBlockSize();
-    if (numItems < 1 || data == nullptr || block < static_cast<int>(sizeof(DataTimespec))) {
+    if (numItems < 1 || data == nullptr || block < static_cast<int>(sizeof(DataTimespec)) ||
+        numItems > INT32_MAX / block) {
         return false;
     }
 
@@ -861,11 +871,11 @@ bool LoggerBase::openCurrentFile(bool write, bool keepPosition, bool readUpdate)
 bool LoggerBase::readLastData(char* data)
 {
     QFile& file = mAccess->getFile();
-    if (!file.isOpen() || !file.seek(mAccess->getLastWritePosition())) {
+    const int block = getDataBlockSize();
+    if (!file.isOpen() || data == nullptr || block <= 0) {
         return false;
     }
-    const int block = getDataBlockSize();
-    return file.read(data, block) == block;
+    return LoggerFileIo::readFully(file.handle(), data, block, mAccess->getLastWritePosition()) == block;
 }
 
 bool LoggerBase::hasDayChanged(timespec time)
@@ -951,14 +961,20 @@ bool LoggerBase::createNewFile(timespec time, LoggerDataType)
         file.close();
     }
     const int currentIndex = mAccess->getCurrentFileIndex();
-    if (const auto current = mAccess->getCurrentFileInfo()) {
-        LoggerMemoryManager::roundToBlockSize(current);
+    const auto leftFile = mAccess->getCurrentFileInfo();
+    if (leftFile) {
+        LoggerMemoryManager::roundToBlockSize(leftFile);
     }
     mAccess->setCurrentFileInfo(FileInfoPersistance().createInstance(getLoggerType()));
     mAccess->initCurrentFileInfo(time);
     // The header is charged without a quota check.
     addDataSize(kHeaderSize, false, time);
     const bool created = mAccess->createNewFile(time, currentIndex);
+    if (!created && !mAccess->isCurrentFileInfoNull() && mAccess->getCurrentFileInfo() != leftFile) {
+        // A file that the catalogue does not name must never take items: the logger stays in the
+        // file it was to leave, which keeps its row.
+        mAccess->setCurrentFileInfo(leftFile);
+    }
     debugTransactionTime("createFile");
     const auto info = mAccess->getCurrentFileInfo();
     const std::string fileName =

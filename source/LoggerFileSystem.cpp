@@ -1,5 +1,6 @@
 #include "LoggerFileSystem.h"
 
+#include "LoggerFileIo.h"
 #include "LoggerPerformanceCounter.h"
 
 #include <QDir>
@@ -45,6 +46,20 @@ int compareUtc(const DataTimespec& item, const timespec& utc)
     return 0;
 }
 
+// Unique ids are 32-bit running numbers that wrap in two's complement: the number of an item
+// is its file's first id plus its place in the file, taken modulo 2^32.
+int wrappedItemNumber(int32_t base, qint64 offset)
+{
+    return static_cast<int32_t>(static_cast<uint32_t>(base) + static_cast<uint32_t>(offset));
+}
+
+// Offsets and counts of this layer are ints: a file beyond 2 GiB is taken as far as an int
+// reaches, and its further bytes are not there for it.
+int clampToInt(qint64 value)
+{
+    return static_cast<int>(std::max<qint64>(std::min<qint64>(value, INT32_MAX), INT32_MIN));
+}
+
 // One read-only open of a data file for the whole of one read operation: the name is worked
 // out once, and every probe is a single positioned read on the descriptor.
 class DataFileReader {
@@ -52,30 +67,27 @@ public:
     explicit DataFileReader(const LoggerFileInfo* info)
         : mFile(LoggerFileSystem::getFullFileName(info)), mHeaderSize(info->HeaderSize)
     {
-        mOpen = mFile.open(kReaderOpenMode);
-        mSize = mOpen ? mFile.size() : 0;
+        mOpen = LoggerFileIo::current().open(mFile, kReaderOpenMode);
+        mSize = mOpen ? std::min<qint64>(mFile.size(), INT32_MAX) : 0;
     }
 
     bool isOpen() const { return mOpen; }
     qint64 size() const { return mSize; }
 
-    // Exactly `length` bytes at `position`, or false. Past the end of the file a read returns
-    // nothing and is no error: `read` then gives 0.
+    // Up to `length` bytes at `position`: the count read, short where the file ends first, or -1.
+    // Past the end of the file a read returns nothing and is no error.
     qint64 read(qint64 position, char* buffer, qint64 length)
     {
-        qint64 done = 0;
-        while (done < length) {
-            const ssize_t result =
-                ::pread(mFile.handle(), buffer + done, static_cast<size_t>(length - done), position + done);
-            if (result < 0) {
-                if (errno == EINTR)
-                    continue;
-                return -1;
-            }
-            if (result == 0)
-                break;
-            done += result;
-        }
+        return LoggerFileIo::readFully(mFile.handle(), buffer, length, position);
+    }
+
+    // Like read, but a buffer that must be filled gets zeros where the file gave nothing: a file
+    // that shrank under the reader never hands out what the buffer held before.
+    qint64 readZeroFilled(qint64 position, char* buffer, qint64 length)
+    {
+        const qint64 done = read(position, buffer, length);
+        if (done >= 0 && done < length)
+            std::memset(buffer + done, 0, static_cast<size_t>(length - done));
         return done;
     }
 
@@ -109,7 +121,7 @@ int limitRange(qint64 size, int maxItems, int blockSize)
     const qint64 limit = static_cast<qint64>(maxItems) * blockSize;
     if (limit >= 0 && size > limit)
         size = limit;
-    return static_cast<int>(std::max<qint64>(std::min<qint64>(size, INT32_MAX), INT32_MIN));
+    return clampToInt(size);
 }
 
 struct ItemRange {
@@ -481,17 +493,25 @@ bool LoggerFileSystem::createFile(LoggerFileInfo* info, QFile& file, int baseTyp
         file.setPermissions(kDataFilePermissions);
 
     // The header is written into an existing file as well: it is never truncated here.
-    if (!file.open(kWriterOpenMode)) {
-        setLastError(file.errorString());
+    const bool existed = file.exists();
+    LoggerFileIo& io = LoggerFileIo::current();
+    if (!io.open(file, kWriterOpenMode)) {
+        setLastError(LoggerFileIo::openErrorText(file, errno));
         return false;
     }
-    if (file.write(reinterpret_cast<const char*>(&header), kLoggerHeaderSize) != kLoggerHeaderSize) {
-        setLastError(file.errorString());
+    int error = 0;
+    if (LoggerFileIo::writeFully(file.handle(), reinterpret_cast<const char*>(&header), kLoggerHeaderSize, 0,
+                                 error) != kLoggerHeaderSize) {
+        setLastError(LoggerFileIo::errorText(error));
         file.close();
+        // A file made here without its whole header holds nothing: it goes again.
+        if (!existed)
+            file.remove();
         return false;
     }
+    // The header reaches the card before the caller names the file in the catalogue.
+    io.sync(file.handle());
     info->mFilePosition = kLoggerHeaderSize;
-    file.flush();
     file.close();
     return true;
 }
@@ -513,8 +533,10 @@ bool LoggerFileSystem::openFile(LoggerFileInfo* info, QFile& file, int itemIndex
     }
     // A missing file that is not to be created must fail here instead of appearing without
     // its header.
-    if (!file.isOpen() && !file.open(kWriterOpenMode | QIODevice::ExistingOnly)) {
-        setLastError(QStringLiteral("open file: ") + QString::number(file.error()));
+    if (!file.isOpen() && !LoggerFileIo::current().open(file, kWriterOpenMode | QIODevice::ExistingOnly)) {
+        const QFileDevice::FileError error =
+            file.error() != QFileDevice::NoError ? file.error() : QFileDevice::OpenError;
+        setLastError(QStringLiteral("open file: ") + QString::number(error));
         return false;
     }
 
@@ -534,10 +556,16 @@ bool LoggerFileSystem::openFile(LoggerFileInfo* info, QFile& file, int itemIndex
         parameter2 = header.Parameter2;
     }
 
-    // A torn last item is not removed, only passed over: the next write overwrites it.
-    const qint64 numItems = (size - headerSize) / blockSize;
+    // A torn last item is not removed, only passed over: the next write overwrites it. The
+    // position is an int of the file info: a file is written no further than an int reaches.
+    const qint64 numItems = (std::min<qint64>(size, INT32_MAX) - headerSize) / blockSize;
     const qint64 position = itemIndex >= 0 ? headerSize + static_cast<qint64>(itemIndex) * blockSize
                                            : headerSize + numItems * blockSize;
+    if (position > INT32_MAX) {
+        setLastError(getFullFileName(info) + QStringLiteral(" logger file size"));
+        file.close();
+        return false;
+    }
     const bool seeked = file.seek(position);
     info->mFilePosition = static_cast<int>(position);
     if (numItems == 0)
@@ -555,12 +583,12 @@ bool LoggerFileSystem::reopenFile(LoggerFileInfo* info, QFile& file, qint64& siz
     if (blockSize <= 0)
         return false;
     // Opening without creation is the test for existence: a file that vanished is openFile's.
-    if (!file.open(kWriterOpenMode | QIODevice::ExistingOnly))
+    if (!LoggerFileIo::current().open(file, kWriterOpenMode | QIODevice::ExistingOnly))
         return false;
     // The end of the file by a seek on the descriptor: cheaper than QFile::size(), which asks for
-    // the whole status. The seek below puts QFile's own position right again.
+    // the whole status. QFile's own position is not used by the writer.
     size = ::lseek(file.handle(), 0, SEEK_END);
-    if (size < headerSize) {
+    if (size < headerSize || size > INT32_MAX) {
         file.close();
         return false;
     }
@@ -576,11 +604,15 @@ bool LoggerFileSystem::reopenFile(LoggerFileInfo* info, QFile& file, qint64& siz
 
 bool LoggerFileSystem::readHeader(QFile& file, LoggerHeader& header)
 {
-    if (file.size() < kLoggerHeaderSize)
+    if (!file.isOpen() || file.size() < kLoggerHeaderSize)
         return false;
     LoggerHeader read;
-    if (file.read(reinterpret_cast<char*>(&read), kLoggerHeaderSize) != kLoggerHeaderSize)
+    const qint64 position = file.pos();
+    if (LoggerFileIo::readFully(file.handle(), reinterpret_cast<char*>(&read), kLoggerHeaderSize, position) !=
+        kLoggerHeaderSize)
         return false;
+    // As a plain read would, the read moves the file's position past the header.
+    file.seek(position + kLoggerHeaderSize);
     header = read;
     return true;
 }
@@ -590,7 +622,7 @@ bool LoggerFileSystem::readHeader(LoggerFileInfo* info, LoggerHeader& header)
     if (info == nullptr)
         return false;
     QFile file(getFullFileName(info));
-    if (!file.open(kReaderOpenMode))
+    if (!LoggerFileIo::current().open(file, kReaderOpenMode))
         return false;
     readHeader(file, header);
     file.close();
@@ -602,8 +634,11 @@ bool LoggerFileSystem::updateData(QFile& file, LoggerFileInfo* info, char* data,
     if (info == nullptr || !file.exists())
         return false;
     file.seek(position);
-    if (data != nullptr && size > 0)
-        file.write(data, size);
+    if (data != nullptr && size > 0 && position >= 0 && file.isOpen()) {
+        int error = 0;
+        if (LoggerFileIo::writeFully(file.handle(), data, size, position, error) != size)
+            setLastError(LoggerFileIo::errorText(error));
+    }
     return file.seek(info->mFilePosition);
 }
 
@@ -638,7 +673,7 @@ int LoggerFileSystem::getFileSize(LoggerFileInfo* info)
 {
     if (info == nullptr)
         return -1;
-    return static_cast<int>(QFileInfo(getFullFileName(info)).size());
+    return clampToInt(QFileInfo(getFullFileName(info)).size());
 }
 
 bool LoggerFileSystem::hasDataItems(LoggerFileInfo* info)
@@ -652,10 +687,10 @@ int LoggerFileSystem::getNumDataItems(LoggerFileInfo* info, int)
 {
     if (info == nullptr || info->DataBlockSize <= 0)
         return 0;
-    const int size = getFileSize(info);
+    const qint64 size = getFileSize(info);
     if (size <= info->HeaderSize)
         return 0;
-    return (size - info->HeaderSize) / info->DataBlockSize;
+    return clampToInt((size - info->HeaderSize) / info->DataBlockSize);
 }
 
 int LoggerFileSystem::getUniqueId(LoggerFileInfo* info)
@@ -747,13 +782,16 @@ int LoggerFileSystem::getNumItems(LoggerFileInfo* info, timespec start, timespec
 
 int LoggerFileSystem::getEventBufferSize(LoggerFileInfo* info, int count, timespec utc, int blockSize)
 {
+    // A negative count asks for nothing.
+    if (count < 0)
+        return 0;
     const int position = getUtcPosition(info, utc, blockSize, false);
     if (position < 0)
         return 0;
-    const int headerSize = info->HeaderSize;
-    const int item = (position - headerSize) / blockSize;
-    const int first = std::max(item - count + 1, 0);
-    return position - (first * blockSize + headerSize) + blockSize;
+    const qint64 headerSize = info->HeaderSize;
+    const qint64 item = (position - headerSize) / blockSize;
+    const qint64 first = std::max<qint64>(item - count + 1, 0);
+    return clampToInt(position - (first * blockSize + headerSize) + blockSize);
 }
 
 bool LoggerFileSystem::readUtcRange(LoggerFileInfo* info, timespec& first, timespec& last, int)
@@ -788,10 +826,11 @@ int LoggerFileSystem::readData(LoggerFileInfo* info, timespec start, timespec en
     const ItemRange range = getItemRange(reader, start, end, maxItems, blockSize);
     if (range.startPosition < 0 || range.endPosition < 0)
         return 0;
-    firstItemIndex = (range.startPosition - info->HeaderSize) / blockSize + reader.uniqueId();
+    firstItemIndex = wrappedItemNumber(
+        reader.uniqueId(), (static_cast<qint64>(range.startPosition) - info->HeaderSize) / blockSize);
     if (range.size <= 0 || buffer == nullptr)
         return range.size;
-    if (reader.read(range.startPosition, buffer, range.size) < 0)
+    if (reader.readZeroFilled(range.startPosition, buffer, range.size) < 0)
         return -1;
     return range.size;
 }
@@ -812,13 +851,14 @@ int LoggerFileSystem::readSingleDataElements(LoggerFileInfo* info, timespec star
     const ItemRange range = getItemRange(reader, start, end, maxItems, blockSize);
     if (range.startPosition < 0 || range.endPosition < 0)
         return 0;
-    firstItemIndex = (range.startPosition - info->HeaderSize) / blockSize + reader.uniqueId();
+    firstItemIndex = wrappedItemNumber(
+        reader.uniqueId(), (static_cast<qint64>(range.startPosition) - info->HeaderSize) / blockSize);
     if (range.size <= 0 || buffer == nullptr)
         return range.size;
     qint64 source = static_cast<qint64>(range.startPosition) + elementOffset;
-    for (int destination = 0; destination < range.size; destination += elementSize) {
-        const int length = std::min(elementSize, range.size - destination);
-        if (reader.read(source, buffer + destination, length) < 0)
+    for (qint64 destination = 0; destination < range.size; destination += elementSize) {
+        const qint64 length = std::min<qint64>(elementSize, range.size - destination);
+        if (source < 0 || reader.readZeroFilled(source, buffer + destination, length) < 0)
             return -1;
         source += blockSize;
     }
@@ -833,7 +873,7 @@ int LoggerFileSystem::readEventData(LoggerFileInfo* info, int firstItem, timespe
     DataFileReader reader(info);
     if (!reader.isOpen())
         return -1;
-    firstItemIndex = firstItem + reader.uniqueId();
+    firstItemIndex = wrappedItemNumber(reader.uniqueId(), firstItem);
     const int position = reader.utcPosition(end, blockSize, false);
     if (position < 0)
         return 0;
@@ -841,9 +881,10 @@ int LoggerFileSystem::readEventData(LoggerFileInfo* info, int firstItem, timespe
     qint64 size = position - firstPosition + blockSize;
     if (maxItems > 0)
         size = std::min<qint64>(size, static_cast<qint64>(maxItems) * blockSize);
+    size = std::min<qint64>(size, INT32_MAX);
     if (size <= 0 || buffer == nullptr)
-        return static_cast<int>(std::max<qint64>(size, INT32_MIN));
-    if (reader.read(firstPosition, buffer, size) < 0)
+        return clampToInt(size);
+    if (firstPosition < 0 || reader.readZeroFilled(firstPosition, buffer, size) < 0)
         return -1;
     return static_cast<int>(size);
 }

@@ -12,6 +12,7 @@
 #include "LogCapture.h"
 #include "LoggerDb.h"
 #include "LoggerEntityChanged.h"
+#include "LoggerFileIo.h"
 #include "LoggerFileSystem.h"
 #include "LoggerHeader.h"
 #include "LoggerRetriedTransaction.h"
@@ -29,6 +30,7 @@
 #include <QFileInfo>
 #include <QMutex>
 
+#include <cerrno>
 #include <cstring>
 #include <ctime>
 #include <memory>
@@ -388,7 +390,7 @@ TEST_F(LoggerAccessTest, WriteDatasLeavesTheFileClosedAndASecondWriteWithoutOpen
     EXPECT_EQ(sizeOnDisk(file), 44 + 32);
     EXPECT_TRUE(loggedLine(QStringLiteral("Logger.Access|ERROR|Cannot write logger type 1 datas to file '") +
                            access->getFile().fileName() + QStringLiteral("' (") +
-                           access->getFile().errorString() + QStringLiteral(")")))
+                           LoggerFileIo::errorText(EBADF) + QStringLiteral(")")))
         << logText();
 
     // Opened again, the next block goes behind the first.
