@@ -1,0 +1,59 @@
+#include "TmpfsMount.h"
+
+#include <QProcess>
+#include <QStringList>
+
+#include <sys/statvfs.h>
+
+namespace {
+
+// Runs a program to its end; its exit code, or -1 where it did not run.
+int runProgram(const QString& program, const QStringList& arguments, QString& output)
+{
+    QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(program, arguments);
+    if (!process.waitForStarted(10000) || !process.waitForFinished(30000)) {
+        process.kill();
+        process.waitForFinished(1000);
+        output = process.errorString();
+        return -1;
+    }
+    output = QString::fromLocal8Bit(process.readAll()).trimmed();
+    return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+}
+
+} // namespace
+
+TmpfsMount::TmpfsMount(const QString& path, qint64 bytes) : mPath(path)
+{
+    QString output;
+    const int code = runProgram(QStringLiteral("mount"),
+                                {QStringLiteral("-t"), QStringLiteral("tmpfs"), QStringLiteral("-o"),
+                                 QStringLiteral("size=%1").arg(bytes), QStringLiteral("tmpfs"), path},
+                                output);
+    mMounted = code == 0;
+    if (!mMounted) {
+        mError = QStringLiteral("mount -t tmpfs on %1 failed (%2): %3").arg(path).arg(code).arg(output);
+    }
+}
+
+TmpfsMount::~TmpfsMount()
+{
+    if (!mMounted) {
+        return;
+    }
+    QString output;
+    if (runProgram(QStringLiteral("umount"), {mPath}, output) != 0) {
+        runProgram(QStringLiteral("umount"), {QStringLiteral("-l"), mPath}, output);
+    }
+}
+
+qint64 TmpfsMount::freeBytes() const
+{
+    struct statvfs info {};
+    if (!mMounted || statvfs(mPath.toLocal8Bit().constData(), &info) != 0) {
+        return -1;
+    }
+    return static_cast<qint64>(info.f_bavail) * static_cast<qint64>(info.f_frsize);
+}
