@@ -316,16 +316,25 @@ void expectReaderReads(WriterStore& store, const QStringList& reads,
 struct SweepCase {
     Fault fault;
     bool cached;
+    Operation operation = Operation::Write;
 };
 
 std::string caseName(const ::testing::TestParamInfo<SweepCase>& info)
 {
     std::string name;
-    switch (info.param.fault) {
-    case Fault::NoSpace: name = "CardFull"; break;
-    case Fault::FileTooLarge: name = "FileTooLarge"; break;
-    case Fault::IoError: name = "IoError"; break;
-    case Fault::ShortWrite: name = "ShortWrite"; break;
+    switch (info.param.operation) {
+    case Operation::Open: name = "OpenFails"; break;
+    case Operation::Read: name = "ReadFails"; break;
+    case Operation::Truncate: name = "TruncateFails"; break;
+    case Operation::Sync: name = "SyncFails"; break;
+    case Operation::Write:
+        switch (info.param.fault) {
+        case Fault::NoSpace: name = "CardFull"; break;
+        case Fault::FileTooLarge: name = "FileTooLarge"; break;
+        case Fault::IoError: name = "IoError"; break;
+        case Fault::ShortWrite: name = "ShortWrite"; break;
+        }
+        break;
     }
     return name + (info.param.cached ? "ThroughTheCache" : "BlockByBlock");
 }
@@ -352,11 +361,7 @@ protected:
             EXPECT_EQ(logger.logger->getLoggerState(), LOGGER_STATE_LOGGER_INITIALIZED)
                 << prefix.toStdString();
         }
-        if (n > 0) {
-            mIo.failNth(Operation::Write, n, GetParam().fault);
-        } else {
-            mIo.failNth(Operation::Write, 0, GetParam().fault);
-        }
+        mIo.failNth(GetParam().operation, n, GetParam().fault);
         for (int block = 0; block < kBlocksPerLogger; ++block) {
             const int items = kBlockItems[static_cast<size_t>(block) % std::size(kBlockItems)];
             for (auto& logger : loggers) {
@@ -378,20 +383,20 @@ protected:
     ScopedFileIo mInstalled{&mIo};
 };
 
-TEST_P(WriteFaultSweepTest, TheNthWriteFailingLeavesEveryFileWithItsHeaderAndExactlyTheWholeBlocks)
+TEST_P(WriteFaultSweepTest, TheNthOperationFailingLeavesEveryFileWithItsHeaderAndExactlyTheWholeBlocks)
 {
-    // A clean run counts the writes that a run makes.
+    // A clean run counts the operations that a run makes.
     run(0, QStringLiteral("fault.clean"));
-    const int writes = mIo.count(Operation::Write);
-    ASSERT_GT(writes, 3 * kBlocksPerLogger / (GetParam().cached ? kCacheItems : 1) / 2);
-    std::cout << "writes per run: " << writes << std::endl;
+    const int writes = mIo.count(GetParam().operation);
+    ASSERT_GT(writes, GetParam().operation == Operation::Sync ? 3 : 3 * kBlocksPerLogger / kCacheItems);
+    std::cout << "operations per run: " << writes << std::endl;
 
     QStringList readIds;
     QHash<QString, QByteArray> expectedByRead;
     int fired = 0;
     for (int n = 1; n <= writes + 1; ++n) {
         const QString prefix = QStringLiteral("fault.%1").arg(n);
-        const std::string label = "write " + std::to_string(n) + " of " + std::to_string(writes) + ", " +
+        const std::string label = "operation " + std::to_string(n) + " of " + std::to_string(writes) + ", " +
                                   FaultInjectingFileIo::nameOf(GetParam().fault);
         std::vector<RunLogger> loggers = run(n, prefix);
         fired += mIo.fired() ? 1 : 0;
@@ -418,7 +423,7 @@ TEST_P(WriteFaultSweepTest, TheNthWriteFailingLeavesEveryFileWithItsHeaderAndExa
             EXPECT_EQ(lost, 0) << label << ": nothing failed, nothing may be missing";
         }
     }
-    EXPECT_EQ(fired, writes) << "every write of the run was made to fail once";
+    EXPECT_EQ(fired, writes) << "every operation of the run was made to fail once";
 
     // A reader in another process reads exactly what the files hold.
     expectReaderReads(mStore, readIds, expectedByRead);
@@ -430,8 +435,146 @@ INSTANTIATE_TEST_SUITE_P(EveryWrite, WriteFaultSweepTest,
                                            SweepCase{Fault::FileTooLarge, true},
                                            SweepCase{Fault::IoError, false}, SweepCase{Fault::IoError, true},
                                            SweepCase{Fault::ShortWrite, false},
-                                           SweepCase{Fault::ShortWrite, true}),
+                                           SweepCase{Fault::ShortWrite, true},
+                                           SweepCase{Fault::IoError, false, Operation::Open},
+                                           SweepCase{Fault::IoError, true, Operation::Open},
+                                           SweepCase{Fault::IoError, false, Operation::Sync}),
                          caseName);
+
+// --- Single faults ------------------------------------------------------------------------------
+
+class WriteFaultTest : public ::testing::Test {
+protected:
+    // Before the members: the logger's construction sets logging up.
+    static void SetUpTestSuite() { ASSERT_TRUE(LogCapture::install()); }
+
+    void SetUp() override
+    {
+        ASSERT_TRUE(mStore.start()) << mStore.errorString().toStdString();
+        ASSERT_TRUE(mLogger.startLogger());
+        ASSERT_EQ(mLogger.getLoggerState(), LOGGER_STATE_LOGGER_INITIALIZED)
+            << LogCapture::text().toStdString();
+    }
+
+    QString currentFile() const
+    {
+        const auto file = mLogger.getLoggerAccess()->getCurrentFileInfo();
+        return file ? LoggerFileSystem::getFullFileName(file.get()) : QString();
+    }
+
+    // Items [first, first + count) as one block.
+    PtrLoggerFileInfo writeItems(int first, int count)
+    {
+        std::vector<DataMean> items;
+        for (int k = first; k < first + count; ++k) {
+            items.push_back(itemNumber<DataMean>(k));
+        }
+        return mLogger.writeDatas(reinterpret_cast<const char*>(items.data()), count, true, true);
+    }
+
+    // The quality words, that is the item numbers, of the items in a file.
+    static std::vector<int> numbersIn(const QString& path)
+    {
+        std::vector<int> numbers;
+        const QByteArray bytes = fileBytes(path);
+        for (int offset = kHeaderSize; offset + static_cast<int>(sizeof(DataMean)) <= bytes.size();
+             offset += static_cast<int>(sizeof(DataMean))) {
+            DataMean item{};
+            std::memcpy(&item, bytes.constData() + offset, sizeof(item));
+            numbers.push_back(static_cast<int>(item.quality));
+        }
+        return numbers;
+    }
+
+    WriterStore mStore;
+    FaultInjectingFileIo mIo;
+    ScopedFileIo mInstalled{&mIo};
+    FaultLogger<DataMean> mLogger{QStringLiteral("single.fault.mean"), LoggerDataType::MEAN, false};
+};
+
+TEST_F(WriteFaultTest, ABlockThatCannotBeTakenBackKeepsItsWholeItemsAndTheNextBlockGoesBehindThem)
+{
+    const QString file = currentFile();
+    ASSERT_NE(writeItems(0, 3), nullptr);
+    // Half of the next block goes out, then the card is full, and the cut back fails as well.
+    mIo.failNth(Operation::Write, 1, Fault::ShortWrite);
+    mIo.alsoFailNth(Operation::Truncate, 1, Fault::IoError);
+    const int errors = TrackObject::getErrorCounter();
+    writeItems(3, 4);
+    EXPECT_TRUE(mIo.fired());
+    EXPECT_EQ(TrackObject::getErrorCounter(), errors + 2);
+    EXPECT_TRUE(LogCapture::contains(
+        QStringLiteral("Logger.Access|ERROR|Cannot write logger type 1 datas to file '") + file +
+        QStringLiteral("' (") + LoggerFileIo::errorText(ENOSPC) + QStringLiteral(")")))
+        << LogCapture::text().toStdString();
+    EXPECT_TRUE(LogCapture::contains(QStringLiteral("Logger.Access|ERROR|Cannot truncate '") + file +
+                                     QStringLiteral("' to ") + QString::number(kHeaderSize + 3 * 24) +
+                                     QStringLiteral(" (") + LoggerFileIo::errorText(EIO) +
+                                     QStringLiteral(")")))
+        << LogCapture::text().toStdString();
+    // The two whole items of the half block stay and are counted; the next block follows them.
+    EXPECT_EQ(mLogger.getFirstUniqueId(), 5);
+    mIo.disarm();
+    ASSERT_NE(writeItems(7, 2), nullptr);
+    EXPECT_EQ(numbersIn(file), (std::vector<int>{0, 1, 2, 3, 4, 7, 8}));
+    EXPECT_EQ(mLogger.getFirstUniqueId(), 7);
+}
+
+TEST_F(WriteFaultTest, AFailedBlockIsCutBackAndItsUniqueIdsAreNotCounted)
+{
+    const QString file = currentFile();
+    ASSERT_NE(writeItems(0, 3), nullptr);
+    mIo.failNth(Operation::Write, 1, Fault::ShortWrite);
+    writeItems(3, 4);
+    EXPECT_TRUE(mIo.fired());
+    EXPECT_EQ(fileBytes(file).size(), kHeaderSize + 3 * 24);
+    EXPECT_FALSE(mLogger.getLoggerAccess()->getFile().isOpen());
+    EXPECT_EQ(mLogger.getFirstUniqueId(), 3);
+    EXPECT_EQ(mLogger.getFilePosition(), kHeaderSize + 3 * 24);
+    ASSERT_NE(writeItems(7, 2), nullptr);
+    EXPECT_EQ(numbersIn(file), (std::vector<int>{0, 1, 2, 7, 8}));
+    EXPECT_EQ(mLogger.getFirstUniqueId(), 5);
+}
+
+TEST_F(WriteFaultTest, AFileWhoseHeaderWasCutIsMadeAnewAndTakesTheWaitingBlock)
+{
+    const QString file = currentFile();
+    ASSERT_NE(writeItems(0, 3), nullptr);
+    ASSERT_TRUE(QFile::resize(file, 20));
+    // The reopen finds no whole header: the file is made anew, and the block goes into it.
+    ASSERT_NE(writeItems(3, 2), nullptr);
+    EXPECT_EQ(numbersIn(file), (std::vector<int>{3, 4}));
+    const QByteArray bytes = fileBytes(file);
+    ASSERT_GE(bytes.size(), kHeaderSize);
+    LoggerHeader header{};
+    std::memcpy(&header, bytes.constData(), sizeof(header));
+    EXPECT_EQ(header.version, kLoggerHeaderVersion);
+    EXPECT_EQ(header.baseTypeId, mLogger.getId());
+}
+
+TEST_F(WriteFaultTest, ANewFileWhoseHeaderCannotBeWrittenLeavesTheLoggerInItsFileAndIsAskedForAgain)
+{
+    const QString first = currentFile();
+    ASSERT_NE(writeItems(0, 3), nullptr);
+    mLogger.setMaximumFileSize(kHeaderSize + 2 * 24);
+    // The next block asks for a new file; its header is the first write, and it fails.
+    mIo.clearAttempts();
+    mIo.failNth(Operation::Write, 1, Fault::IoError);
+    EXPECT_EQ(writeItems(3, 2), nullptr);
+    EXPECT_TRUE(mIo.fired());
+    EXPECT_EQ(currentFile(), first);
+    EXPECT_EQ(numbersIn(first), (std::vector<int>{0, 1, 2}));
+    const auto attempts = mIo.attempts();
+    ASSERT_FALSE(attempts.empty());
+    EXPECT_FALSE(QFile::exists(attempts.front().path)) << "a file without its header stays on the card";
+    // The next block begins the new file, with its row.
+    mIo.disarm();
+    ASSERT_NE(writeItems(5, 2), nullptr);
+    const QString second = currentFile();
+    EXPECT_NE(second, first);
+    EXPECT_EQ(numbersIn(second), (std::vector<int>{5, 6}));
+    EXPECT_TRUE(cataloguedFiles(mLogger.getId()).contains(second));
+}
 
 // --- A real full card --------------------------------------------------------------------------
 

@@ -9,17 +9,26 @@ void FaultInjectingFileIo::failNth(Operation operation, int n, Fault fault)
 {
     QMutexLocker locker(&mMutex);
     mCounts.fill(0);
-    mArmedOperation = operation;
-    mArmedAt = n;
-    mFault = fault;
+    mArmed.clear();
+    if (n > 0) {
+        mArmed.push_back(ArmedFault{operation, n, fault});
+    }
     mFired = false;
     mFailNextContinuation = false;
+}
+
+void FaultInjectingFileIo::alsoFailNth(Operation operation, int n, Fault fault)
+{
+    QMutexLocker locker(&mMutex);
+    if (n > 0) {
+        mArmed.push_back(ArmedFault{operation, n, fault});
+    }
 }
 
 void FaultInjectingFileIo::disarm()
 {
     QMutexLocker locker(&mMutex);
-    mArmedAt = 0;
+    mArmed.clear();
     mFailNextContinuation = false;
 }
 
@@ -52,11 +61,14 @@ void FaultInjectingFileIo::clearAttempts()
 bool FaultInjectingFileIo::strikes(Operation operation)
 {
     const int number = ++mCounts[static_cast<size_t>(operation)];
-    if (mArmedAt <= 0 || operation != mArmedOperation || number != mArmedAt) {
-        return false;
+    for (const ArmedFault& armed : mArmed) {
+        if (armed.operation == operation && armed.at == number) {
+            mFault = armed.fault;
+            mFired = true;
+            return true;
+        }
     }
-    mFired = true;
-    return true;
+    return false;
 }
 
 int FaultInjectingFileIo::errnoOf(Fault fault)

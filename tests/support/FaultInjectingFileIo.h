@@ -36,10 +36,12 @@ public:
     };
 
     // The nth operation of that kind from now on (1 for the next) fails with the fault; the
-    // counts start again at 0. Only one fault is armed at a time.
+    // counts start again at 0 and earlier faults are disarmed. n of 0 arms nothing.
     void failNth(Operation operation, int n, Fault fault);
+    // One more fault beside those armed, counted from the same start.
+    void alsoFailNth(Operation operation, int n, Fault fault);
     void disarm();
-    // Whether the armed fault has struck.
+    // Whether an armed fault has struck.
     bool fired() const;
     // Operations of that kind since the last arming (or since construction).
     int count(Operation operation) const;
@@ -56,13 +58,19 @@ public:
     static const char* nameOf(Fault fault);
 
 private:
-    // True where this operation is the one to fail; counts it either way. Holds mMutex.
+    struct ArmedFault {
+        Operation operation;
+        int at;
+        Fault fault;
+    };
+
+    // True where this operation is one to fail, with its fault in mFault; counts it either way.
+    // Holds mMutex.
     bool strikes(Operation operation);
 
     mutable QMutex mMutex;
     std::array<int, 5> mCounts{};
-    Operation mArmedOperation = Operation::Write;
-    int mArmedAt = 0;
+    std::vector<ArmedFault> mArmed;
     Fault mFault = Fault::NoSpace;
     bool mFired = false;
     bool mFailNextContinuation = false;
