@@ -27,7 +27,7 @@
 #include "LoggerResult.h"
 #include "LoggerRetriedTransaction.h"
 #include "MeanItemFiles.h"
-#include "PowerCut.h"
+#include "PowerCutPoints.h"
 #include "ScopedTimeZone.h"
 #include "TestLogger.h"
 #include "WriterStore.h"
@@ -93,23 +93,6 @@ DataMean itemNumber(int64_t number, float shift = 0.0f)
     item.quality = static_cast<uint32_t>(number);
     item.mean = static_cast<float>(number) + shift;
     return item;
-}
-
-// Numbers as runs of consecutive ones, "0-299,300-301" read as "0-301": a number twice or out
-// of order shows as a second run.
-std::string runsOf(const std::vector<int64_t>& numbers)
-{
-    std::string runs;
-    for (size_t index = 0; index < numbers.size();) {
-        size_t end = index;
-        while (end + 1 < numbers.size() && numbers[end + 1] == numbers[end] + 1)
-            ++end;
-        if (!runs.empty())
-            runs += ',';
-        runs += std::to_string(numbers[index]) + '-' + std::to_string(numbers[end]);
-        index = end + 1;
-    }
-    return runs;
 }
 
 std::string runOf(int64_t first, int64_t last)
@@ -237,7 +220,7 @@ TEST(WriterRestartChild, ReadsTheRanges)
                 ++foreign;
         }
         std::cout << "range=" << runOf(first, last) << " count=" << result->mNumItems
-                  << " numbers=" << runsOf(numbers) << " foreign=" << foreign << std::endl;
+                  << " numbers=" << numberRuns(numbers) << " foreign=" << foreign << std::endl;
     }
 }
 
