@@ -49,6 +49,13 @@ bool isLater(timespec a, timespec b)
     return a.tv_sec > b.tv_sec || (a.tv_sec == b.tv_sec && a.tv_nsec > b.tv_nsec);
 }
 
+// A logger without any item on the card has no time of its own to name the day folder of a
+// new file at its start: the clock names it then, never 1970.
+timespec timeOrClock(timespec time)
+{
+    return isZero(time) ? LoggerBase::getSystemTime() : time;
+}
+
 timespec stampOfItem(const char* data, int index, int blockSize)
 {
     DataTimespec stamp{0, 0};
@@ -264,6 +271,12 @@ bool LoggerBase::initializeLogger()
                 }
                 filesWalked = remaining;
                 mAccess->getNewestFileInfo();
+                // The files are the truth after a power cut: the range they hold goes to the
+                // catalogue with their rows. The first question about a logger's change flag in
+                // a process says "changed", so the store of the state further down reloads the
+                // type from the catalogue, and would otherwise bring back the range the
+                // catalogue had before the cut.
+                mAccess->getFilesTimeRange();
                 mAccess->updateAllDatabaseEntities();
             }
         }
@@ -277,17 +290,24 @@ bool LoggerBase::initializeLogger()
     mAccess->readCurrentFileInfo();
     const bool opened = openCurrentFile(true, true, false);
     mCurrentUtc = mAccess->getCurrentFileInfoUtcEnd();
+    if (LoggerFileSystem::getNumDataItems(mAccess->getCurrentFileInfo().get()) == 0) {
+        // A file begun just before a power cut holds no item and has no end. The order check
+        // must still refuse what the source offers again after the restart, so the newest item
+        // accepted is the newest one of the logger's files.
+        mAccess->getFilesTimeRange();
+        mCurrentUtc = mAccess->getCurrentBaseTypeUtcEnd();
+    }
     if (!mAccess->checkCurrentDataBlockSize()) {
         // The item size changed since the file was made: its items can't be continued. A new
         // file is only begun by an enabled logger, which this one is about to become.
         mEnabled = true;
-        createNewFile(mCurrentUtc, getLoggerDataType());
+        createNewFile(timeOrClock(mCurrentUtc), getLoggerDataType());
         filesWalked = 0;
     }
     mAccess->getFilesTimeRange();
 
     if (!opened) {
-        createNewFile(mCurrentUtc, getLoggerDataType());
+        createNewFile(timeOrClock(mCurrentUtc), getLoggerDataType());
     } else {
         const bool updated = mAccess->updateCurrentDatas(description);
         setLoggerInterval();
@@ -757,8 +777,10 @@ PtrLoggerFileInfo LoggerBase::writeDatas(const char* data, int numItems, bool al
         const bool headerChanged = mHeaderChanged;
         mDayChanged = false;
         mHeaderChanged = false;
-        // The old end of the type names the day folder and creation stamp of the new file.
-        if (!createNewFile(typeEnd, getLoggerDataType())) {
+        // The old end of the type names the day folder and creation stamp of the new file. A
+        // type without an item has no end yet; its first block then dates the file by its own
+        // first item, rather than asking for a file of 1970 that would be refused.
+        if (!createNewFile(isZero(typeEnd) ? first : typeEnd, getLoggerDataType())) {
             // Nothing of the block was written, and the logger stays in its file: the next
             // block asks for the new file again.
             mDayChanged = dayChanged;

@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
+#include <QDir>
 #include <QStringList>
 
 #include <csignal>
@@ -13,9 +14,12 @@ bool ChildTestProcess::isChild()
 }
 
 ChildTestProcess::ChildTestProcess(const QString& testName)
-    : mTestName(testName), mEnvironment(QProcessEnvironment::systemEnvironment())
+    : mTestName(testName), mTemporaryDirectory(QDir::tempPath() + QStringLiteral("/qzlogger-child-XXXXXX")),
+      mEnvironment(QProcessEnvironment::systemEnvironment())
 {
     mEnvironment.insert(QString::fromLatin1(kChildVariable), QStringLiteral("1"));
+    if (mTemporaryDirectory.isValid())
+        mEnvironment.insert(QStringLiteral("TMPDIR"), mTemporaryDirectory.path());
 }
 
 ChildTestProcess::~ChildTestProcess()
@@ -24,6 +28,8 @@ ChildTestProcess::~ChildTestProcess()
         mProcess.kill();
         mProcess.waitForFinished(kDefaultTimeoutMs);
     }
+    // The child is gone: nothing writes into its temporary folder any more, and the member's
+    // destructor removes it with whatever the child left there.
 }
 
 void ChildTestProcess::setVariable(const QString& name, const QString& value)
@@ -43,6 +49,8 @@ void ChildTestProcess::setWorkingDirectory(const QString& directory)
 
 bool ChildTestProcess::start(int timeoutMs)
 {
+    if (!mTemporaryDirectory.isValid())
+        return false;
     mProcess.setProcessEnvironment(mEnvironment);
     mProcess.setProgram(QCoreApplication::applicationFilePath());
     mProcess.setArguments({QStringLiteral("--gtest_filter=") + mTestName});
@@ -108,6 +116,11 @@ bool ChildTestProcess::killNow()
     mProcess.waitForFinished(kDefaultTimeoutMs);
     collectOutput();
     return running;
+}
+
+bool ChildTestProcess::crashed() const
+{
+    return mProcess.state() == QProcess::NotRunning && mProcess.exitStatus() == QProcess::CrashExit;
 }
 
 bool ChildTestProcess::passed() const

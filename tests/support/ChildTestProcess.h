@@ -4,11 +4,16 @@
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QString>
+#include <QTemporaryDir>
 
 // Runs one test of the running test program in a process of its own: for behaviour between
 // processes, and for behaviour fixed at process start (environment, working directory). The
 // child test begins with `if (!ChildTestProcess::isChild()) GTEST_SKIP()`, so that it does
 // nothing in a normal run. Every wait has a deadline; a child that outlives it is killed.
+//
+// The child's temporary files belong to the parent: each child gets a fresh folder of this
+// object as its TMPDIR, so that whatever it makes there (the log of LogCapture, a temporary
+// store) goes when this object goes, also where the child was killed and could not clean up.
 class ChildTestProcess {
 public:
     static constexpr const char* kChildVariable = "QZLOGGER_TEST_CHILD";
@@ -45,6 +50,11 @@ public:
 
     // The child ended normally with 0, and the test ran and passed rather than being skipped.
     bool passed() const;
+    // The child ended by a signal (a kill, a cut of its own, a crash) rather than by exiting.
+    bool crashed() const;
+    // The folder that the child has as its TMPDIR; removed with everything in it when this
+    // object goes, after the child has ended.
+    QString temporaryDirectory() const { return mTemporaryDirectory.path(); }
     QByteArray standardOutput() const { return mOutput; }
     QByteArray standardError() const { return mError; }
     // What to print where the child failed.
@@ -54,6 +64,8 @@ private:
     void collectOutput();
 
     QString mTestName;
+    // Declared before mProcess, so that it is removed only after the child has been reaped.
+    QTemporaryDir mTemporaryDirectory;
     QProcessEnvironment mEnvironment;
     QProcess mProcess;
     QByteArray mOutput;

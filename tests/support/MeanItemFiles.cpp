@@ -42,3 +42,18 @@ QByteArray field(const QByteArray& line, const QByteArray& key)
     }
     return QByteArray();
 }
+
+std::string numberRuns(const std::vector<int64_t>& numbers)
+{
+    std::string runs;
+    for (size_t index = 0; index < numbers.size();) {
+        size_t end = index;
+        while (end + 1 < numbers.size() && numbers[end + 1] == numbers[end] + 1)
+            ++end;
+        if (!runs.empty())
+            runs += ',';
+        runs += std::to_string(numbers[index]) + '-' + std::to_string(numbers[end]);
+        index = end + 1;
+    }
+    return runs;
+}

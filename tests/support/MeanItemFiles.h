@@ -5,6 +5,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include <cstdint>
+#include <string>
 #include <vector>
 
 // What the crash and concurrency tests read back from the data files of a DataMean logger, and
@@ -25,3 +27,7 @@ int intVariable(const char* name, int fallback);
 
 // "key=value" out of a line of words; empty where the key is missing.
 QByteArray field(const QByteArray& line, const QByteArray& key);
+
+// Item numbers as runs of consecutive ones, "0-299,300-301" written "0-301": a number twice or
+// out of order shows as a run of its own. Empty for no numbers.
+std::string numberRuns(const std::vector<int64_t>& numbers);
