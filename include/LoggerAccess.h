@@ -236,6 +236,9 @@ public:
     bool removeFileInfo(int id);
     // Removes the file at index from card, list and catalogue and credits its bytes.
     bool removeFileAndUpdate(int index);
+    // Removes a file of the list that is not the current one and holds no item, from card,
+    // list and catalogue; false where it holds items or is not in the list.
+    bool removeEmptyFile(const std::shared_ptr<LoggerFileInfo>& file);
     // Removes the list entries whose files are gone; nothing while no file exists at all.
     bool removeNonExistingFileInfos();
     // The same for every file but the current one, in one retried transaction.

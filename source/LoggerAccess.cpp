@@ -1246,6 +1246,40 @@ bool LoggerAccess::removeFileInfo(int id)
     return false;
 }
 
+bool LoggerAccess::removeEmptyFile(const std::shared_ptr<LoggerFileInfo>& file)
+{
+    const auto type = mCurrentBaseType;
+    if (!file || !type || file == mCurrentFileInfo) {
+        return false;
+    }
+    // Nothing that holds an item is ever removed here.
+    const int size = LoggerFileSystem::getFileSize(file.get());
+    if (size > file->HeaderSize) {
+        return false;
+    }
+    // By its name: a new file gives the file before it a new row, and with it a new Id.
+    const QString name = LoggerFileSystem::getFullFileName(file.get());
+    int index = -1;
+    for (int entry = 0; entry < type->getFileListSize() && index < 0; ++entry) {
+        const auto listed = type->getFileInfo(entry);
+        if (listed && listed != mCurrentFileInfo && LoggerFileSystem::getFullFileName(listed.get()) == name) {
+            index = entry;
+        }
+    }
+    if (index < 0) {
+        return false;
+    }
+    message("delete: " + name.toStdString(), LOGGER_MESSAGE_ROUTINE);
+    if (!DefnTypePersistance().removeFile(mCurrentBaseType, index, mCurrentFileInfo)) {
+        return false;
+    }
+    // This logger changed its own rows and holds them in memory as they now are: nothing to
+    // read back at its next update.
+    LoggerEntityChanged::setLoggerChanged(type->mType, type->mDataType, type->Id, false);
+    LoggerMemoryManager::subtractDeletedSize(mLoggerType, mLoggerDataType, std::max(size, 0));
+    return true;
+}
+
 bool LoggerAccess::removeFileAndUpdate(int index)
 {
     const auto type = mCurrentBaseType;

@@ -767,6 +767,8 @@ PtrLoggerFileInfo LoggerBase::writeDatas(const char* data, int numItems, bool al
     // Charged before the bytes are written and before a possible file change.
     addDataSize(numItems * block, true, mCurrentUtc);
 
+    const auto fileBefore = mAccess->getCurrentFileInfo();
+    const bool fileBeforeEmpty = mAccess->getCurrentFileInfoFirstDataItem();
     updateTimeRanges(first, last, typeStart, typeEnd);
 
     if ((mDayChanged || sizeExceeded || mHeaderChanged) && allowNewFile) {
@@ -789,6 +791,12 @@ PtrLoggerFileInfo LoggerBase::writeDatas(const char* data, int numItems, bool al
         }
         mAccess->setCurrentFileInfoUtcStart(first);
         mAccess->setCurrentFileInfoUtcEnd(last);
+        if (fileBeforeEmpty) {
+            // The file being left never took an item (its scales changed before the first
+            // one). Left behind, it would look like the newest file, being empty, and draw
+            // the following blocks back to itself: it goes.
+            mAccess->removeEmptyFile(fileBefore);
+        }
     }
 
     if (!mAccess->getFile().isOpen()) {

@@ -405,3 +405,30 @@ TEST_F(WriteEngineTest, CheckUtcOrderTakesOnlyLaterStamps)
     stamp.tv_nsec = 999999999;
     EXPECT_FALSE(mLogger.checkUtcOrder(stamp));
 }
+
+// --- a new file while the current one is still empty
+
+TEST_F(WriteEngineTest, ANewFileBegunOnTheFirstBlockLeavesNoEmptyFileThatLaterBlocksFallBackTo)
+{
+    const auto empty = current();
+    const QString emptyName = LoggerFileSystem::getFullFileName(empty.get());
+    ASSERT_EQ(sizeOnDisk(empty), 44);
+    // The scales change before the first item: the first block begins a file of its own.
+    mLogger.setHeaderChanged(true);
+    ASSERT_NE(write({kDay, kDay + 1}), nullptr);
+    const auto second = current();
+    ASSERT_NE(second, empty);
+    EXPECT_FALSE(QFile::exists(emptyName)) << "an empty file was left behind";
+    ASSERT_TRUE(mLogger.updateAccess());
+    // Later blocks follow the new file, not the empty one before it.
+    ASSERT_NE(write({kDay + 2, kDay + 3}), nullptr);
+    EXPECT_EQ(current(), second);
+    EXPECT_EQ(stampsInFile(second), (std::vector<int32_t>{kDay, kDay + 1, kDay + 2, kDay + 3}));
+    EXPECT_EQ(mLogger.getFileListSize(), 1);
+    EXPECT_EQ(expectCatalogueAgreesWithFiles(), 4);
+    const auto type = storedType();
+    ASSERT_NE(type, nullptr);
+    ASSERT_EQ(type->getFileListSize(), 1);
+    EXPECT_EQ(type->getFileInfo(0)->UtcStart.tv_sec, kDay);
+    EXPECT_EQ(type->getFileInfo(0)->UtcEnd.tv_sec, kDay + 3);
+}
