@@ -84,14 +84,10 @@ std::string databaseArgument(int argc, char** argv)
 QString databaseStateText(DatabaseState state)
 {
     switch (state) {
-    case DATABASE_INITIALIZATION_STARTED:
-        return QStringLiteral("Initialization started");
-    case DATABASE_INITIALIZED:
-        return QStringLiteral("Database successfully initialized");
-    case DATABASE_NOT_INITIALIZED:
-        return QStringLiteral("Database not initialized");
-    case DATABASE_PATH_DOES_NOT_EXIST:
-        return QStringLiteral("database path does not exist");
+    case DATABASE_INITIALIZATION_STARTED: return QStringLiteral("Initialization started");
+    case DATABASE_INITIALIZED: return QStringLiteral("Database successfully initialized");
+    case DATABASE_NOT_INITIALIZED: return QStringLiteral("Database not initialized");
+    case DATABASE_PATH_DOES_NOT_EXIST: return QStringLiteral("database path does not exist");
     }
     return QString();
 }
@@ -765,20 +761,11 @@ void LoggerDb::loggerMessage(const std::string& text, LoggerMessageType type)
     }
     switch (type) {
     case LOGGER_MESSAGE_ROUTINE:
-    case LOGGER_MESSAGE_TRACE:
-        break;
-    case LOGGER_MESSAGE_INFO:
-        TRACK_INFO(*this, QString::fromStdString(text));
-        break;
-    case LOGGER_MESSAGE_WARN:
-        TRACK_WARN(*this, QString::fromStdString(text));
-        break;
-    case LOGGER_MESSAGE_ERROR:
-        TRACK_ERROR(*this, QString::fromStdString(text));
-        break;
-    case LOGGER_MESSAGE_FATAL:
-        TRACK_FATAL(*this, QString::fromStdString(text));
-        break;
+    case LOGGER_MESSAGE_TRACE: break;
+    case LOGGER_MESSAGE_INFO: TRACK_INFO(*this, QString::fromStdString(text)); break;
+    case LOGGER_MESSAGE_WARN: TRACK_WARN(*this, QString::fromStdString(text)); break;
+    case LOGGER_MESSAGE_ERROR: TRACK_ERROR(*this, QString::fromStdString(text)); break;
+    case LOGGER_MESSAGE_FATAL: TRACK_FATAL(*this, QString::fromStdString(text)); break;
     }
 }
 
