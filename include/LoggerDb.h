@@ -141,6 +141,10 @@ private:
     bool readParameters(const QString& configFile);
     // Creates the card client where there is none and brings up its interface to the service.
     bool initializeSDCard();
+    // Opens the catalogue of argv, checks its integrity, has the writer repair it where it is
+    // violated or SQLite finds it damaged, and makes sure it holds the schema. Throws what the
+    // catalogue raises otherwise.
+    void openCatalogue(int& argc, char** argv);
     // SQLite's open flags of this process's role.
     int openFlags() const;
     void databaseExistsMessage(bool exists);

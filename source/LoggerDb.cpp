@@ -325,12 +325,7 @@ bool LoggerDb::initialize(const QString& disk, const QString& path, const QStrin
         // A reader that opens anew gives up its earlier connection here.
         if (getDb() != nullptr)
             decrementOpenedFiles();
-        setDb(std::make_shared<qzdb::Database>(databaseArgument(argc, argv), openFlags(), true));
-
-        mLastIntegrityViolated = isIntegrityViolated();
-        if (mLastIntegrityViolated && mWriter)
-            repairViolatedDatabase(argc, argv);
-        sqlite_createSchema(getDb(), mDropSchema);
+        openCatalogue(argc, argv);
 
         if (getDb() != nullptr) {
             setDatabaseTimeout(kBusyTimeoutMs);
@@ -364,6 +359,30 @@ bool LoggerDb::initialize(const QString& disk, const QString& path, const QStrin
         mInitialized = false;
         setLoggerState(LOGGER_STATE_DB_FAILED);
         return false;
+    }
+}
+
+void LoggerDb::openCatalogue(int& argc, char** argv)
+{
+    try {
+        setDb(std::make_shared<qzdb::Database>(databaseArgument(argc, argv), openFlags(), true));
+        mLastIntegrityViolated = isIntegrityViolated();
+        if (mLastIntegrityViolated && mWriter)
+            repairViolatedDatabase(argc, argv);
+        // A repair that failed has left no connection: there is nothing to make the schema in.
+        if (getDb() != nullptr)
+            sqlite_createSchema(getDb(), mDropSchema);
+    } catch (const qzdb::DatabaseException& e) {
+        // SQLite reads the file only when it must: damage that the check did not reach (or that
+        // kept it from running for another reason) may show first while the schema is looked
+        // up or made. The writer repairs it then as after a failed check; anything else, and
+        // every failure in a reader, ends the start.
+        if (!mWriter || !e.reportsDamagedFile())
+            throw;
+        loggerMessage(std::string("Database damaged: ") + e.what(), LOGGER_MESSAGE_FATAL);
+        mLastIntegrityViolated = true;
+        if (repairViolatedDatabase(argc, argv))
+            sqlite_createSchema(getDb(), mDropSchema);
     }
 }
 
@@ -467,24 +486,55 @@ bool LoggerDb::isIntegrityViolated()
     if (!exists())
         return false;
     unsigned long long rows = 0;
-    retriedTransaction("integrity_check", [this, &rows]() {
+    bool onlyOk = false;
+    bool finished = false;
+    std::string failure;
+    bool damaged = false;
+    retriedTransaction("integrity_check", [&]() {
         rows = 0;
+        onlyOk = true;
+        finished = false;
+        failure.clear();
+        damaged = false;
         const std::shared_ptr<qzdb::Database> db = getDb();
         if (db == nullptr) {
             loggerMessage("connection_ptr is null", LOGGER_MESSAGE_ERROR);
             return false;
         }
-        qzdb::Statement check(*db, "PRAGMA integrity_check;");
-        while (check.step())
-            ++rows;
+        try {
+            qzdb::Statement check(*db, "PRAGMA integrity_check;");
+            while (check.step()) {
+                ++rows;
+                onlyOk = onlyOk && check.columnString(0) == "ok";
+            }
+            finished = true;
+        } catch (const qzdb::Exception& e) {
+            // The frame reports and counts it as any other failure; the check keeps the reason.
+            failure = e.what();
+            const auto* sqliteError = dynamic_cast<const qzdb::DatabaseException*>(&e);
+            damaged = sqliteError != nullptr && sqliteError->reportsDamagedFile();
+            throw;
+        }
         return true;
     });
-    char text[32];
-    std::snprintf(text, sizeof text, "%llu", rows);
-    loggerMessage(std::string("integrity result : ") + text, LOGGER_MESSAGE_INFO);
-    // A healthy catalogue answers with the one row "ok".
-    if (rows <= 1)
-        return false;
+    if (finished) {
+        char text[32];
+        std::snprintf(text, sizeof text, "%llu", rows);
+        loggerMessage(std::string("integrity result : ") + text, LOGGER_MESSAGE_INFO);
+        // A healthy catalogue answers with exactly the one row "ok"; every other row names a
+        // problem, even when it is the only one.
+        if (rows == 1 && onlyOk)
+            return false;
+    } else {
+        loggerMessage("integrity check could not run: " +
+                          (failure.empty() ? std::string("no answer") : failure),
+                      LOGGER_MESSAGE_ERROR);
+        // A catalogue that SQLite calls damaged is violated all the more for the check failing
+        // on it. A check kept from running by anything else (a full card, an I/O error, a busy
+        // file) says nothing about the catalogue, which then stays as it is.
+        if (!damaged)
+            return false;
+    }
     loggerMessage("Database integrity violated", LOGGER_MESSAGE_FATAL);
     reIndex();
     return true;
@@ -503,8 +553,11 @@ bool LoggerDb::repairViolatedDatabase(int& argc, char** argv)
     try {
         setDb(nullptr);
         // The journal of the old file must not be played back into the new one.
-        for (const char* suffix : {"", "-journal", "-wal", "-shm"})
-            QFile::remove(QFile::decodeName(QByteArray::fromStdString(file + suffix)));
+        for (const char* suffix : {"", "-journal", "-wal", "-shm"}) {
+            const QString name = QFile::decodeName(QByteArray::fromStdString(file + suffix));
+            if (QFile::exists(name) && !QFile::remove(name))
+                loggerMessage("Repair: cannot remove " + file + suffix, LOGGER_MESSAGE_ERROR);
+        }
         auto db = std::make_shared<qzdb::Database>(file, openFlags(), true);
         createSchemaNow(*db);
         setDb(db);

@@ -8,6 +8,7 @@
 #include "CatalogueMapping.h"
 #include "Database.h"
 #include "DatabaseExceptions.h"
+#include "FaultInjection.h"
 #include "LogCapture.h"
 #include "LoggerFileSystem.h"
 #include "LoggerGlobalStates.h"
@@ -25,6 +26,7 @@
 #include <QFileInfo>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <iostream>
 #include <sstream>
@@ -55,6 +57,32 @@ bool writeWholeFile(const QString& name, const QByteArray& content)
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
         return false;
     return file.write(content) == content.size();
+}
+
+// The first 16 bytes of a SQLite file, "SQLite format 3" and its terminator, with the first one
+// changed: SQLite no longer takes the file for a database.
+bool flipMagic(const QString& name)
+{
+    QByteArray content = readWholeFile(name);
+    if (content.size() < 16 || !content.startsWith("SQLite format 3"))
+        return false;
+    content[0] = 'X';
+    return writeWholeFile(name, content);
+}
+
+long long eventStrings()
+{
+    return queryNumber(*LoggerDb::getInstance().getDb(), "SELECT count(*) FROM \"DefnEventString\"");
+}
+
+bool addEventString(const char* description)
+{
+    return retriedTransaction("add", [description] {
+        DefnEventString text;
+        text.Description = description;
+        qzdb::persist(text);
+        return true;
+    });
 }
 
 // The shared state files in a directory of the test, for tests without a WriterStore.
@@ -341,6 +369,156 @@ TEST_F(LoggerDbTest, DeleteLoggerFolderRemovesCatalogueAndDataFolder)
     EXPECT_FALSE(QFileInfo::exists(store.databaseFile()));
     EXPECT_FALSE(QFileInfo::exists(store.dataFolderPath()));
     EXPECT_TRUE(QFileInfo(store.loggerPath()).isDir());
+}
+
+// --- Integrity of the catalogue --------------------------------------------------------------
+
+TEST_F(LoggerDbTest, ASingleRowOtherThanOkIsAViolatedIntegrityThatTheWriterRepairs)
+{
+    WriterStore store;
+    ASSERT_TRUE(store.start()) << store.errorString().toStdString();
+    LoggerDb& db = LoggerDb::getInstance();
+    ASSERT_TRUE(addEventString("lost in the repair"));
+    db.close();
+    {
+        // A NULL in a column that the schema, changed behind SQLite's back, declares NOT NULL:
+        // the check answers with the one row that names it.
+        qzdb::Database damaged(store.databaseFile().toStdString(), qzdb::Database::kOpenReadWriteCreate);
+        damaged.executeRaw("CREATE TABLE \"Filler\"(\"Text\" TEXT); INSERT INTO \"Filler\" VALUES(NULL);");
+        damaged.executeRaw("PRAGMA writable_schema=ON; UPDATE \"sqlite_master\" SET \"sql\"="
+                           "'CREATE TABLE \"Filler\"(\"Text\" TEXT NOT NULL)' WHERE \"name\"='Filler'; "
+                           "PRAGMA writable_schema=OFF;");
+    }
+    {
+        qzdb::Database check(store.databaseFile().toStdString(), qzdb::Database::kOpenReadOnly);
+        ASSERT_EQ(queryText(check, "PRAGMA integrity_check"), "NULL value in Filler.Text");
+    }
+
+    ASSERT_TRUE(store.initializeWriter()) << db.getLastError().toStdString();
+    EXPECT_TRUE(db.getLastIntegrityViolated());
+    EXPECT_TRUE(LogCapture::contains(dbLine("INFO", QStringLiteral("integrity result : 1"))));
+    EXPECT_TRUE(LogCapture::contains(dbLine("FATAL", QStringLiteral("Database integrity violated"))))
+        << LogCapture::text().toStdString();
+    EXPECT_TRUE(LogCapture::contains(dbLine("INFO", QStringLiteral("Repair Violated Database..."))));
+    EXPECT_FALSE(db.getDb()->tableExists("Filler"));
+    EXPECT_EQ(eventStrings(), 0);
+    EXPECT_EQ(queryText(*db.getDb(), "PRAGMA integrity_check"), "ok");
+    EXPECT_EQ(store.readLoggerStateFile(), kWriterUp);
+}
+
+TEST_F(LoggerDbTest, ACatalogueThatIsNoDatabaseCountsAsViolatedAndTheWriterComesUpOnANewOne)
+{
+    WriterStore store;
+    ASSERT_TRUE(store.start()) << store.errorString().toStdString();
+    LoggerDb& db = LoggerDb::getInstance();
+    ASSERT_TRUE(addEventString("lost in the repair"));
+    db.close();
+    ASSERT_TRUE(flipMagic(store.databaseFile()));
+    const int exceptions = db.getExceptionCounter();
+
+    ASSERT_TRUE(store.initializeWriter()) << db.getLastError().toStdString();
+    EXPECT_TRUE(db.isInitialized());
+    EXPECT_TRUE(db.getLastIntegrityViolated());
+    const QStringList expected{
+        dbLine("FATAL", QStringLiteral("26: file is not a database: integrity_check Logger Exception")),
+        dbLine("ERROR", QStringLiteral("integrity check could not run: 26: file is not a database")),
+        dbLine("FATAL", QStringLiteral("Database integrity violated")),
+        dbLine("INFO", QStringLiteral("Repair Violated Database..."))};
+    QStringList seen;
+    for (const QString& line : LogCapture::lines()) {
+        if (expected.contains(line))
+            seen << line;
+    }
+    EXPECT_EQ(seen, expected) << LogCapture::text().toStdString();
+    // The check did not run, so it counted no rows.
+    for (const QString& line : LogCapture::lines())
+        EXPECT_FALSE(line.contains(QStringLiteral("integrity result : 0"))) << line.toStdString();
+    EXPECT_EQ(db.getExceptionCounter(), exceptions + 1);
+    EXPECT_EQ(eventStrings(), 0);
+    EXPECT_TRUE(db.getDb()->tableExists("DefnMeasureType_FileInfos"));
+    EXPECT_EQ(queryText(*db.getDb(), "PRAGMA integrity_check"), "ok");
+    EXPECT_EQ(store.readLoggerStateFile(), kWriterUp);
+
+    // The next start finds it healthy.
+    ASSERT_TRUE(store.initializeWriter());
+    EXPECT_FALSE(db.getLastIntegrityViolated());
+}
+
+TEST_F(LoggerDbTest, ACheckKeptFromRunningByAnIoErrorLeavesTheCatalogueAsItIs)
+{
+    WriterStore store;
+    ASSERT_TRUE(store.start()) << store.errorString().toStdString();
+    LoggerDb& db = LoggerDb::getInstance();
+    ASSERT_TRUE(addEventString("kept"));
+    db.close();
+
+    // Opening: its foreign-key pragma (1); the check's frame: BEGIN (2), the check's prepare (3).
+    qzdb::FaultInjection::failCalls(3, SQLITE_IOERR);
+    const bool initialized = store.initializeWriter();
+    qzdb::FaultInjection::stop();
+    ASSERT_EQ(qzdb::FaultInjection::failedCount(), 1);
+    ASSERT_TRUE(initialized) << db.getLastError().toStdString();
+    EXPECT_FALSE(db.getLastIntegrityViolated());
+    EXPECT_TRUE(LogCapture::contains(
+        dbLine("ERROR", QStringLiteral("integrity check could not run: 10: disk I/O error"))))
+        << LogCapture::text().toStdString();
+    EXPECT_FALSE(LogCapture::contains(dbLine("FATAL", QStringLiteral("Database integrity violated"))));
+    EXPECT_FALSE(LogCapture::contains(dbLine("INFO", QStringLiteral("Repair Violated Database..."))));
+    EXPECT_EQ(eventStrings(), 1);
+}
+
+TEST_F(LoggerDbTest, DamageThatShowsOnlyWhenTheSchemaIsLookedUpIsRepairedByTheWriter)
+{
+    WriterStore store;
+    ASSERT_TRUE(store.start()) << store.errorString().toStdString();
+    LoggerDb& db = LoggerDb::getInstance();
+    db.close();
+    ASSERT_TRUE(flipMagic(store.databaseFile()));
+
+    // The check fails for another reason, so that the damage meets the look-up of the schema.
+    qzdb::FaultInjection::failCalls(3, SQLITE_IOERR);
+    const bool initialized = store.initializeWriter();
+    qzdb::FaultInjection::stop();
+    ASSERT_TRUE(initialized) << db.getLastError().toStdString();
+    EXPECT_TRUE(db.getLastIntegrityViolated());
+    EXPECT_TRUE(LogCapture::contains(
+        dbLine("ERROR", QStringLiteral("integrity check could not run: 10: disk I/O error"))));
+    EXPECT_TRUE(
+        LogCapture::contains(dbLine("FATAL", QStringLiteral("Database damaged: 26: file is not a database"))))
+        << LogCapture::text().toStdString();
+    EXPECT_TRUE(LogCapture::contains(dbLine("INFO", QStringLiteral("Repair Violated Database..."))));
+    EXPECT_EQ(queryText(*db.getDb(), "PRAGMA integrity_check"), "ok");
+    EXPECT_TRUE(db.getDb()->tableExists("DefnMeasureType_FileInfos"));
+    EXPECT_EQ(store.readLoggerStateFile(), kWriterUp);
+}
+
+TEST_F(LoggerDbTest, AReaderReportsACatalogueThatIsNoDatabaseAndLeavesItsBytesAlone)
+{
+    WriterStore store;
+    ASSERT_TRUE(store.start()) << store.errorString().toStdString();
+    LoggerDb& db = LoggerDb::getInstance();
+    db.close();
+    ASSERT_TRUE(flipMagic(store.databaseFile()));
+    const QByteArray damaged = readWholeFile(store.databaseFile());
+
+    db.setWriterMode(false);
+    EXPECT_FALSE(store.initializeWriter());
+    EXPECT_FALSE(db.isInitialized());
+    EXPECT_TRUE(db.getLastIntegrityViolated());
+    EXPECT_TRUE(LogCapture::contains(
+        dbLine("ERROR", QStringLiteral("integrity check could not run: 26: file is not a database"))))
+        << LogCapture::text().toStdString();
+    EXPECT_TRUE(LogCapture::contains(dbLine("FATAL", QStringLiteral("Database integrity violated"))));
+    EXPECT_TRUE(
+        LogCapture::contains(dbLine("ERROR", QStringLiteral("odb::exception=26: file is not a database"))));
+    EXPECT_TRUE(LogCapture::contains(dbLine("ERROR", QStringLiteral("initialize exception"))));
+    EXPECT_FALSE(LogCapture::contains(dbLine("INFO", QStringLiteral("Repair Violated Database..."))));
+    EXPECT_FALSE(LogCapture::contains(
+        dbLine("FATAL", QStringLiteral("Database damaged: 26: file is not a database"))));
+    EXPECT_EQ(readWholeFile(store.databaseFile()), damaged);
+    // The writer's word stands as the writer left it.
+    EXPECT_EQ(store.readLoggerStateFile(),
+              LOGGER_STATE_DISABLED | LOGGER_STATE_SD_MOUNTED | LOGGER_STATE_LOGGERS_READABLE);
 }
 
 // --- Without a card: configuration, messages, errors, process id ---------------------------
