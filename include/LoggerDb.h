@@ -126,6 +126,10 @@ public:
 
     void setDatabaseTimeout(int milliseconds);
     void setMmapSize(int size);
+    // A diagnostic figure, not a balance: each opening of the catalogue adds one and its close
+    // takes nothing off; the write engine adds one for each reopening of a data file, nothing for
+    // the close behind every block, and takes one off where it closes a file that is open. No
+    // decision may rest on it.
     void incrementOpenedFiles();
     void decrementOpenedFiles();
     int getNumberOfOpenedFiles() const;

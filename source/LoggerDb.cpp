@@ -258,7 +258,14 @@ bool LoggerDb::initialize(const QString& disk, const QString& path, const QStrin
         checkUtc();
 
         // The card: its service reports whether it is mounted, where, and the logger's folder.
-        initializeSDCard();
+        // A client made here has no one else to connect it to the service; one that exists keeps
+        // the connection its maker gave it, so that a reader that opens anew after each restart
+        // of the writer does not ask the bus again every time.
+        if (mLoggerSDCard == nullptr) {
+            mLoggerSDCard = LoggerSDCard::createInstance();
+            if (mLoggerSDCard != nullptr)
+                mLoggerSDCard->initializeInterface();
+        }
         if (mLoggerSDCard == nullptr || !mLoggerSDCard->isInitialized()) {
             if (mWriter) {
                 loggerMessage("LoggerSDCard is not initialized", LOGGER_MESSAGE_INFO);
@@ -322,11 +329,9 @@ bool LoggerDb::initialize(const QString& disk, const QString& path, const QStrin
         const bool existed = exists();
         databaseExistsMessage(existed);
 
-        // A reader that opens anew gives up its earlier connection here.
-        if (getDb() != nullptr)
-            decrementOpenedFiles();
         openCatalogue(argc, argv);
 
+        // Counted at every opening, a reader's re-opening included; closing counts nothing.
         if (getDb() != nullptr) {
             setDatabaseTimeout(kBusyTimeoutMs);
             incrementOpenedFiles();
@@ -427,12 +432,10 @@ void LoggerDb::close()
     // A running transaction keeps the connection until it is done.
     QMutexLocker locker(&mDbMutex);
     mInitialized = false;
-    const bool wasOpen = getDb() != nullptr;
     setDb(nullptr);
-    if (wasOpen)
-        decrementOpenedFiles();
-    if (mWriter)
-        setLoggerState(LOGGER_STATE_DISABLED);
+    // In a reader this is refused, logged and counted as an error like every attempt of a
+    // reader to set the state.
+    setLoggerState(LOGGER_STATE_DISABLED);
     loggerMessage("Database closed", LOGGER_MESSAGE_INFO);
 }
 
