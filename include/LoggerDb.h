@@ -75,6 +75,10 @@ public:
     bool exists_sqlite();
     bool exists_pgsql();
 
+    // Runs SQLite's integrity check. Violated is every answer but the one row "ok", and a check
+    // that cannot run because SQLite reports the file damaged; then it logs "Database integrity
+    // violated" and reindexes. A check kept from running by anything else says nothing about
+    // the catalogue and counts as healthy. False where no catalogue file exists.
     bool isIntegrityViolated();
     bool getLastIntegrityViolated() const;
     bool repairViolatedDatabase(int& argc, char** argv);
