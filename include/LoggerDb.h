@@ -75,6 +75,10 @@ public:
     bool exists_sqlite();
     bool exists_pgsql();
 
+    // Runs SQLite's integrity check. Violated is every answer but the one row "ok", and a check
+    // that cannot run because SQLite reports the file damaged; then it logs "Database integrity
+    // violated" and reindexes. A check kept from running by anything else says nothing about
+    // the catalogue and counts as healthy. False where no catalogue file exists.
     bool isIntegrityViolated();
     bool getLastIntegrityViolated() const;
     bool repairViolatedDatabase(int& argc, char** argv);
@@ -126,6 +130,10 @@ public:
 
     void setDatabaseTimeout(int milliseconds);
     void setMmapSize(int size);
+    // A diagnostic figure, not a balance: each opening of the catalogue adds one and its close
+    // takes nothing off; the write engine adds one for each reopening of a data file, nothing for
+    // the close behind every block, and takes one off where it closes a file that is open. No
+    // decision may rest on it.
     void incrementOpenedFiles();
     void decrementOpenedFiles();
     int getNumberOfOpenedFiles() const;
@@ -141,6 +149,10 @@ private:
     bool readParameters(const QString& configFile);
     // Creates the card client where there is none and brings up its interface to the service.
     bool initializeSDCard();
+    // Opens the catalogue of argv, checks its integrity, has the writer repair it where it is
+    // violated or SQLite finds it damaged, and makes sure it holds the schema. Throws what the
+    // catalogue raises otherwise.
+    void openCatalogue(int& argc, char** argv);
     // SQLite's open flags of this process's role.
     int openFlags() const;
     void databaseExistsMessage(bool exists);

@@ -19,6 +19,7 @@
 #include "DefnPqEventType.h"
 #include "DefnTypePersistance.h"
 #include "DefnTypeQueries.h"
+#include "FaultInjection.h"
 #include "FileInfoPersistance.h"
 #include "FileListInfo.h"
 #include "LoggerAccess.h"

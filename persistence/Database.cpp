@@ -1,6 +1,7 @@
 #include "Database.h"
 
 #include "DatabaseExceptions.h"
+#include "FaultInjection.h"
 #include "Statement.h"
 
 #include <sqlite3.h>
@@ -61,6 +62,9 @@ Statement& Database::statement(const std::string& sql)
 
 void Database::executeRaw(const std::string& sql)
 {
+    if (const int injected = FaultInjection::injectedResult()) {
+        throwSqliteError(injected, injected, sqlite3_errstr(injected));
+    }
     char* error = nullptr;
     const int rc = sqlite3_exec(mHandle, sql.c_str(), nullptr, nullptr, &error);
     if (rc != SQLITE_OK) {

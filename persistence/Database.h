@@ -40,7 +40,7 @@ public:
     Statement& statement(const std::string& sql);
 
     // Runs SQL without parameters, any number of statements: schema texts and pragmas only,
-    // never text that carries data.
+    // never text that carries data. In tests, FaultInjection can make it fail as SQLite would.
     void executeRaw(const std::string& sql);
 
     bool tableExists(const std::string& name);

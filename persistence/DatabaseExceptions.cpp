@@ -42,6 +42,11 @@ DatabaseException::DatabaseException(int code, int extendedCode, const std::stri
 {
 }
 
+bool DatabaseException::reportsDamagedFile() const
+{
+    return mCode == SQLITE_CORRUPT || mCode == SQLITE_NOTADB;
+}
+
 void throwSqliteError(int resultCode, int extendedCode, const std::string& message, bool inserting)
 {
     // Whether or not the connection reports extended codes, the primary code is the low byte.

@@ -131,6 +131,9 @@ public:
     int code() const { return mCode; }
     int extendedCode() const { return mExtendedCode; }
     const std::string& message() const { return mText; }
+    // SQLite found the file itself damaged: its pages do not hold together (SQLITE_CORRUPT), or
+    // it is no database at all (SQLITE_NOTADB). Running the statement again cannot help.
+    bool reportsDamagedFile() const;
 
 private:
     int mCode;

@@ -2,6 +2,7 @@
 
 #include "Database.h"
 #include "DatabaseExceptions.h"
+#include "FaultInjection.h"
 
 #include <sqlite3.h>
 
@@ -31,6 +32,9 @@ bool startsWithInsert(const std::string& sql)
 Statement::Statement(Database& database, const std::string& sql)
     : mConnection(database.handle()), mSql(sql), mInserting(startsWithInsert(sql))
 {
+    if (const int injected = FaultInjection::injectedResult()) {
+        throwSqliteError(injected, injected, sqlite3_errstr(injected));
+    }
     const int rc =
         sqlite3_prepare_v2(mConnection, sql.c_str(), static_cast<int>(sql.size() + 1), &mStatement, nullptr);
     if (rc != SQLITE_OK) {
@@ -96,6 +100,10 @@ void Statement::bind(int index, std::nullptr_t)
 
 bool Statement::step()
 {
+    if (const int injected = FaultInjection::injectedResult()) {
+        sqlite3_reset(mStatement);
+        throwSqliteError(injected, injected, sqlite3_errstr(injected), mInserting);
+    }
     const int rc = sqlite3_step(mStatement);
     if (rc == SQLITE_ROW) {
         return true;

@@ -15,7 +15,8 @@ class Database;
 
 // One prepared SQLite statement. Values reach SQLite only through bind(); the SQL text itself
 // is a constant of the mapping. Every failure throws the exception that throwSqliteError
-// chooses. Indexes of bind() count from 1, those of the column getters from 0, as in SQLite.
+// chooses; in tests, FaultInjection can make the preparation or a step fail that way. Indexes of bind() count
+// from 1, those of the column getters from 0, as in SQLite.
 //
 // A statement belongs to its Database and lives no longer than it; it is used by one thread at
 // a time, the one that holds the catalogue.

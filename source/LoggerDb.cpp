@@ -84,14 +84,10 @@ std::string databaseArgument(int argc, char** argv)
 QString databaseStateText(DatabaseState state)
 {
     switch (state) {
-    case DATABASE_INITIALIZATION_STARTED:
-        return QStringLiteral("Initialization started");
-    case DATABASE_INITIALIZED:
-        return QStringLiteral("Database successfully initialized");
-    case DATABASE_NOT_INITIALIZED:
-        return QStringLiteral("Database not initialized");
-    case DATABASE_PATH_DOES_NOT_EXIST:
-        return QStringLiteral("database path does not exist");
+    case DATABASE_INITIALIZATION_STARTED: return QStringLiteral("Initialization started");
+    case DATABASE_INITIALIZED: return QStringLiteral("Database successfully initialized");
+    case DATABASE_NOT_INITIALIZED: return QStringLiteral("Database not initialized");
+    case DATABASE_PATH_DOES_NOT_EXIST: return QStringLiteral("database path does not exist");
     }
     return QString();
 }
@@ -262,7 +258,14 @@ bool LoggerDb::initialize(const QString& disk, const QString& path, const QStrin
         checkUtc();
 
         // The card: its service reports whether it is mounted, where, and the logger's folder.
-        initializeSDCard();
+        // A client made here has no one else to connect it to the service; one that exists keeps
+        // the connection its maker gave it, so that a reader that opens anew after each restart
+        // of the writer does not ask the bus again every time.
+        if (mLoggerSDCard == nullptr) {
+            mLoggerSDCard = LoggerSDCard::createInstance();
+            if (mLoggerSDCard != nullptr)
+                mLoggerSDCard->initializeInterface();
+        }
         if (mLoggerSDCard == nullptr || !mLoggerSDCard->isInitialized()) {
             if (mWriter) {
                 loggerMessage("LoggerSDCard is not initialized", LOGGER_MESSAGE_INFO);
@@ -326,16 +329,9 @@ bool LoggerDb::initialize(const QString& disk, const QString& path, const QStrin
         const bool existed = exists();
         databaseExistsMessage(existed);
 
-        // A reader that opens anew gives up its earlier connection here.
-        if (getDb() != nullptr)
-            decrementOpenedFiles();
-        setDb(std::make_shared<qzdb::Database>(databaseArgument(argc, argv), openFlags(), true));
+        openCatalogue(argc, argv);
 
-        mLastIntegrityViolated = isIntegrityViolated();
-        if (mLastIntegrityViolated && mWriter)
-            repairViolatedDatabase(argc, argv);
-        sqlite_createSchema(getDb(), mDropSchema);
-
+        // Counted at every opening, a reader's re-opening included; closing counts nothing.
         if (getDb() != nullptr) {
             setDatabaseTimeout(kBusyTimeoutMs);
             incrementOpenedFiles();
@@ -368,6 +364,30 @@ bool LoggerDb::initialize(const QString& disk, const QString& path, const QStrin
         mInitialized = false;
         setLoggerState(LOGGER_STATE_DB_FAILED);
         return false;
+    }
+}
+
+void LoggerDb::openCatalogue(int& argc, char** argv)
+{
+    try {
+        setDb(std::make_shared<qzdb::Database>(databaseArgument(argc, argv), openFlags(), true));
+        mLastIntegrityViolated = isIntegrityViolated();
+        if (mLastIntegrityViolated && mWriter)
+            repairViolatedDatabase(argc, argv);
+        // A repair that failed has left no connection: there is nothing to make the schema in.
+        if (getDb() != nullptr)
+            sqlite_createSchema(getDb(), mDropSchema);
+    } catch (const qzdb::DatabaseException& e) {
+        // SQLite reads the file only when it must: damage that the check did not reach (or that
+        // kept it from running for another reason) may show first while the schema is looked
+        // up or made. The writer repairs it then as after a failed check; anything else, and
+        // every failure in a reader, ends the start.
+        if (!mWriter || !e.reportsDamagedFile())
+            throw;
+        loggerMessage(std::string("Database damaged: ") + e.what(), LOGGER_MESSAGE_FATAL);
+        mLastIntegrityViolated = true;
+        if (repairViolatedDatabase(argc, argv))
+            sqlite_createSchema(getDb(), mDropSchema);
     }
 }
 
@@ -412,12 +432,10 @@ void LoggerDb::close()
     // A running transaction keeps the connection until it is done.
     QMutexLocker locker(&mDbMutex);
     mInitialized = false;
-    const bool wasOpen = getDb() != nullptr;
     setDb(nullptr);
-    if (wasOpen)
-        decrementOpenedFiles();
-    if (mWriter)
-        setLoggerState(LOGGER_STATE_DISABLED);
+    // In a reader this is refused, logged and counted as an error like every attempt of a
+    // reader to set the state.
+    setLoggerState(LOGGER_STATE_DISABLED);
     loggerMessage("Database closed", LOGGER_MESSAGE_INFO);
 }
 
@@ -471,24 +489,55 @@ bool LoggerDb::isIntegrityViolated()
     if (!exists())
         return false;
     unsigned long long rows = 0;
-    retriedTransaction("integrity_check", [this, &rows]() {
+    bool onlyOk = false;
+    bool finished = false;
+    std::string failure;
+    bool damaged = false;
+    retriedTransaction("integrity_check", [&]() {
         rows = 0;
+        onlyOk = true;
+        finished = false;
+        failure.clear();
+        damaged = false;
         const std::shared_ptr<qzdb::Database> db = getDb();
         if (db == nullptr) {
             loggerMessage("connection_ptr is null", LOGGER_MESSAGE_ERROR);
             return false;
         }
-        qzdb::Statement check(*db, "PRAGMA integrity_check;");
-        while (check.step())
-            ++rows;
+        try {
+            qzdb::Statement check(*db, "PRAGMA integrity_check;");
+            while (check.step()) {
+                ++rows;
+                onlyOk = onlyOk && check.columnString(0) == "ok";
+            }
+            finished = true;
+        } catch (const qzdb::Exception& e) {
+            // The frame reports and counts it as any other failure; the check keeps the reason.
+            failure = e.what();
+            const auto* sqliteError = dynamic_cast<const qzdb::DatabaseException*>(&e);
+            damaged = sqliteError != nullptr && sqliteError->reportsDamagedFile();
+            throw;
+        }
         return true;
     });
-    char text[32];
-    std::snprintf(text, sizeof text, "%llu", rows);
-    loggerMessage(std::string("integrity result : ") + text, LOGGER_MESSAGE_INFO);
-    // A healthy catalogue answers with the one row "ok".
-    if (rows <= 1)
-        return false;
+    if (finished) {
+        char text[32];
+        std::snprintf(text, sizeof text, "%llu", rows);
+        loggerMessage(std::string("integrity result : ") + text, LOGGER_MESSAGE_INFO);
+        // A healthy catalogue answers with exactly the one row "ok"; every other row names a
+        // problem, even when it is the only one.
+        if (rows == 1 && onlyOk)
+            return false;
+    } else {
+        loggerMessage("integrity check could not run: " +
+                          (failure.empty() ? std::string("no answer") : failure),
+                      LOGGER_MESSAGE_ERROR);
+        // A catalogue that SQLite calls damaged is violated all the more for the check failing
+        // on it. A check kept from running by anything else (a full card, an I/O error, a busy
+        // file) says nothing about the catalogue, which then stays as it is.
+        if (!damaged)
+            return false;
+    }
     loggerMessage("Database integrity violated", LOGGER_MESSAGE_FATAL);
     reIndex();
     return true;
@@ -507,8 +556,11 @@ bool LoggerDb::repairViolatedDatabase(int& argc, char** argv)
     try {
         setDb(nullptr);
         // The journal of the old file must not be played back into the new one.
-        for (const char* suffix : {"", "-journal", "-wal", "-shm"})
-            QFile::remove(QFile::decodeName(QByteArray::fromStdString(file + suffix)));
+        for (const char* suffix : {"", "-journal", "-wal", "-shm"}) {
+            const QString name = QFile::decodeName(QByteArray::fromStdString(file + suffix));
+            if (QFile::exists(name) && !QFile::remove(name))
+                loggerMessage("Repair: cannot remove " + file + suffix, LOGGER_MESSAGE_ERROR);
+        }
         auto db = std::make_shared<qzdb::Database>(file, openFlags(), true);
         createSchemaNow(*db);
         setDb(db);
@@ -765,20 +817,11 @@ void LoggerDb::loggerMessage(const std::string& text, LoggerMessageType type)
     }
     switch (type) {
     case LOGGER_MESSAGE_ROUTINE:
-    case LOGGER_MESSAGE_TRACE:
-        break;
-    case LOGGER_MESSAGE_INFO:
-        TRACK_INFO(*this, QString::fromStdString(text));
-        break;
-    case LOGGER_MESSAGE_WARN:
-        TRACK_WARN(*this, QString::fromStdString(text));
-        break;
-    case LOGGER_MESSAGE_ERROR:
-        TRACK_ERROR(*this, QString::fromStdString(text));
-        break;
-    case LOGGER_MESSAGE_FATAL:
-        TRACK_FATAL(*this, QString::fromStdString(text));
-        break;
+    case LOGGER_MESSAGE_TRACE: break;
+    case LOGGER_MESSAGE_INFO: TRACK_INFO(*this, QString::fromStdString(text)); break;
+    case LOGGER_MESSAGE_WARN: TRACK_WARN(*this, QString::fromStdString(text)); break;
+    case LOGGER_MESSAGE_ERROR: TRACK_ERROR(*this, QString::fromStdString(text)); break;
+    case LOGGER_MESSAGE_FATAL: TRACK_FATAL(*this, QString::fromStdString(text)); break;
     }
 }
 

@@ -8,6 +8,7 @@
 #include "CatalogueMapping.h"
 #include "Database.h"
 #include "DatabaseExceptions.h"
+#include "FaultInjection.h"
 #include "LogCapture.h"
 #include "LoggerFileSystem.h"
 #include "LoggerGlobalStates.h"
@@ -16,7 +17,9 @@
 #include "SchemaCatalog.h"
 #include "TemporaryCatalogue.h"
 #include "TemporaryStoreRoot.h"
+#include "TestLogger.h"
 #include "TrackObject.h"
+#include "Transaction.h"
 #include "WriterStore.h"
 
 #include <QDate>
@@ -25,6 +28,7 @@
 #include <QFileInfo>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <iostream>
 #include <sstream>
@@ -55,6 +59,48 @@ bool writeWholeFile(const QString& name, const QByteArray& content)
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
         return false;
     return file.write(content) == content.size();
+}
+
+// A catalogue file with the whole schema, made as the writer makes it, and nothing in it.
+bool makeCatalogue(const QString& name)
+{
+    try {
+        qzdb::Database db(name.toStdString(), qzdb::Database::kOpenReadWriteCreate);
+        db.executeRaw("PRAGMA foreign_keys=OFF");
+        qzdb::Transaction transaction(db, false);
+        qzdb::SchemaCatalog::createSchema(db, "", true);
+        transaction.commit();
+        return true;
+    } catch (const qzdb::Exception& e) {
+        ADD_FAILURE() << e.what();
+        return false;
+    }
+}
+
+// The first 16 bytes of a SQLite file, "SQLite format 3" and its terminator, with the first one
+// changed: SQLite no longer takes the file for a database.
+bool flipMagic(const QString& name)
+{
+    QByteArray content = readWholeFile(name);
+    if (content.size() < 16 || !content.startsWith("SQLite format 3"))
+        return false;
+    content[0] = 'X';
+    return writeWholeFile(name, content);
+}
+
+long long eventStrings()
+{
+    return queryNumber(*LoggerDb::getInstance().getDb(), "SELECT count(*) FROM \"DefnEventString\"");
+}
+
+bool addEventString(const char* description)
+{
+    return retriedTransaction("add", [description] {
+        DefnEventString text;
+        text.Description = description;
+        qzdb::persist(text);
+        return true;
+    });
 }
 
 // The shared state files in a directory of the test, for tests without a WriterStore.
@@ -138,9 +184,11 @@ TEST_F(LoggerDbTest, SecondStartFindsTheCatalogueAndKeepsIt)
         return true;
     }));
     db.close();
-    EXPECT_EQ(db.getNumberOfOpenedFiles(), 0);
+    // Closing counts nothing: the figure only ever counts openings.
+    EXPECT_EQ(db.getNumberOfOpenedFiles(), 1);
 
     ASSERT_TRUE(store.initializeWriter());
+    EXPECT_EQ(db.getNumberOfOpenedFiles(), 2);
     EXPECT_TRUE(LogCapture::contains(dbLine("INFO", QStringLiteral("Database: logger.db exists"))));
     EXPECT_TRUE(LogCapture::contains(dbLine("INFO", QStringLiteral("integrity result : 1"))));
     EXPECT_EQ(queryNumber(*db.getDb(), "SELECT count(*) FROM \"DefnEventString\""), 1);
@@ -343,6 +391,229 @@ TEST_F(LoggerDbTest, DeleteLoggerFolderRemovesCatalogueAndDataFolder)
     EXPECT_TRUE(QFileInfo(store.loggerPath()).isDir());
 }
 
+// --- Integrity of the catalogue --------------------------------------------------------------
+
+TEST_F(LoggerDbTest, ASingleRowOtherThanOkIsAViolatedIntegrityThatTheWriterRepairs)
+{
+    WriterStore store;
+    ASSERT_TRUE(store.start()) << store.errorString().toStdString();
+    LoggerDb& db = LoggerDb::getInstance();
+    ASSERT_TRUE(addEventString("lost in the repair"));
+    db.close();
+    {
+        // A NULL in a column that the schema, changed behind SQLite's back, declares NOT NULL:
+        // the check answers with the one row that names it.
+        qzdb::Database damaged(store.databaseFile().toStdString(), qzdb::Database::kOpenReadWriteCreate);
+        damaged.executeRaw("CREATE TABLE \"Filler\"(\"Text\" TEXT); INSERT INTO \"Filler\" VALUES(NULL);");
+        damaged.executeRaw("PRAGMA writable_schema=ON; UPDATE \"sqlite_master\" SET \"sql\"="
+                           "'CREATE TABLE \"Filler\"(\"Text\" TEXT NOT NULL)' WHERE \"name\"='Filler'; "
+                           "PRAGMA writable_schema=OFF;");
+    }
+    {
+        qzdb::Database check(store.databaseFile().toStdString(), qzdb::Database::kOpenReadOnly);
+        ASSERT_EQ(queryText(check, "PRAGMA integrity_check"), "NULL value in Filler.Text");
+    }
+
+    ASSERT_TRUE(store.initializeWriter()) << db.getLastError().toStdString();
+    EXPECT_TRUE(db.getLastIntegrityViolated());
+    EXPECT_TRUE(LogCapture::contains(dbLine("INFO", QStringLiteral("integrity result : 1"))));
+    EXPECT_TRUE(LogCapture::contains(dbLine("FATAL", QStringLiteral("Database integrity violated"))))
+        << LogCapture::text().toStdString();
+    EXPECT_TRUE(LogCapture::contains(dbLine("INFO", QStringLiteral("Repair Violated Database..."))));
+    EXPECT_FALSE(db.getDb()->tableExists("Filler"));
+    EXPECT_EQ(eventStrings(), 0);
+    EXPECT_EQ(queryText(*db.getDb(), "PRAGMA integrity_check"), "ok");
+    EXPECT_EQ(store.readLoggerStateFile(), kWriterUp);
+}
+
+TEST_F(LoggerDbTest, ACatalogueThatIsNoDatabaseCountsAsViolatedAndTheWriterComesUpOnANewOne)
+{
+    WriterStore store;
+    ASSERT_TRUE(store.start()) << store.errorString().toStdString();
+    LoggerDb& db = LoggerDb::getInstance();
+    ASSERT_TRUE(addEventString("lost in the repair"));
+    db.close();
+    ASSERT_TRUE(flipMagic(store.databaseFile()));
+    const int exceptions = db.getExceptionCounter();
+
+    ASSERT_TRUE(store.initializeWriter()) << db.getLastError().toStdString();
+    EXPECT_TRUE(db.isInitialized());
+    EXPECT_TRUE(db.getLastIntegrityViolated());
+    const QStringList expected{
+        dbLine("FATAL", QStringLiteral("26: file is not a database: integrity_check Logger Exception")),
+        dbLine("ERROR", QStringLiteral("integrity check could not run: 26: file is not a database")),
+        dbLine("FATAL", QStringLiteral("Database integrity violated")),
+        dbLine("INFO", QStringLiteral("Repair Violated Database..."))};
+    QStringList seen;
+    for (const QString& line : LogCapture::lines()) {
+        if (expected.contains(line))
+            seen << line;
+    }
+    EXPECT_EQ(seen, expected) << LogCapture::text().toStdString();
+    // The check did not run, so it counted no rows.
+    for (const QString& line : LogCapture::lines())
+        EXPECT_FALSE(line.contains(QStringLiteral("integrity result : 0"))) << line.toStdString();
+    EXPECT_EQ(db.getExceptionCounter(), exceptions + 1);
+    EXPECT_EQ(eventStrings(), 0);
+    EXPECT_TRUE(db.getDb()->tableExists("DefnMeasureType_FileInfos"));
+    EXPECT_EQ(queryText(*db.getDb(), "PRAGMA integrity_check"), "ok");
+    EXPECT_EQ(store.readLoggerStateFile(), kWriterUp);
+
+    // The next start finds it healthy.
+    ASSERT_TRUE(store.initializeWriter());
+    EXPECT_FALSE(db.getLastIntegrityViolated());
+}
+
+TEST_F(LoggerDbTest, ACheckKeptFromRunningByAnIoErrorLeavesTheCatalogueAsItIs)
+{
+    WriterStore store;
+    ASSERT_TRUE(store.start()) << store.errorString().toStdString();
+    LoggerDb& db = LoggerDb::getInstance();
+    ASSERT_TRUE(addEventString("kept"));
+    db.close();
+
+    // Opening: its foreign-key pragma (1); the check's frame: BEGIN (2), the check's prepare (3).
+    qzdb::FaultInjection::failCalls(3, SQLITE_IOERR);
+    const bool initialized = store.initializeWriter();
+    qzdb::FaultInjection::stop();
+    ASSERT_EQ(qzdb::FaultInjection::failedCount(), 1);
+    ASSERT_TRUE(initialized) << db.getLastError().toStdString();
+    EXPECT_FALSE(db.getLastIntegrityViolated());
+    EXPECT_TRUE(LogCapture::contains(
+        dbLine("ERROR", QStringLiteral("integrity check could not run: 10: disk I/O error"))))
+        << LogCapture::text().toStdString();
+    EXPECT_FALSE(LogCapture::contains(dbLine("FATAL", QStringLiteral("Database integrity violated"))));
+    EXPECT_FALSE(LogCapture::contains(dbLine("INFO", QStringLiteral("Repair Violated Database..."))));
+    EXPECT_EQ(eventStrings(), 1);
+}
+
+TEST_F(LoggerDbTest, DamageThatShowsOnlyWhenTheSchemaIsLookedUpIsRepairedByTheWriter)
+{
+    WriterStore store;
+    ASSERT_TRUE(store.start()) << store.errorString().toStdString();
+    LoggerDb& db = LoggerDb::getInstance();
+    db.close();
+    ASSERT_TRUE(flipMagic(store.databaseFile()));
+
+    // The check fails for another reason, so that the damage meets the look-up of the schema.
+    qzdb::FaultInjection::failCalls(3, SQLITE_IOERR);
+    const bool initialized = store.initializeWriter();
+    qzdb::FaultInjection::stop();
+    ASSERT_TRUE(initialized) << db.getLastError().toStdString();
+    EXPECT_TRUE(db.getLastIntegrityViolated());
+    EXPECT_TRUE(LogCapture::contains(
+        dbLine("ERROR", QStringLiteral("integrity check could not run: 10: disk I/O error"))));
+    EXPECT_TRUE(
+        LogCapture::contains(dbLine("FATAL", QStringLiteral("Database damaged: 26: file is not a database"))))
+        << LogCapture::text().toStdString();
+    EXPECT_TRUE(LogCapture::contains(dbLine("INFO", QStringLiteral("Repair Violated Database..."))));
+    EXPECT_EQ(queryText(*db.getDb(), "PRAGMA integrity_check"), "ok");
+    EXPECT_TRUE(db.getDb()->tableExists("DefnMeasureType_FileInfos"));
+    EXPECT_EQ(store.readLoggerStateFile(), kWriterUp);
+}
+
+TEST_F(LoggerDbTest, AReaderReportsACatalogueThatIsNoDatabaseAndLeavesItsBytesAlone)
+{
+    WriterStore store;
+    ASSERT_TRUE(store.start()) << store.errorString().toStdString();
+    LoggerDb& db = LoggerDb::getInstance();
+    db.close();
+    ASSERT_TRUE(flipMagic(store.databaseFile()));
+    const QByteArray damaged = readWholeFile(store.databaseFile());
+
+    db.setWriterMode(false);
+    EXPECT_FALSE(store.initializeWriter());
+    EXPECT_FALSE(db.isInitialized());
+    EXPECT_TRUE(db.getLastIntegrityViolated());
+    EXPECT_TRUE(LogCapture::contains(
+        dbLine("ERROR", QStringLiteral("integrity check could not run: 26: file is not a database"))))
+        << LogCapture::text().toStdString();
+    EXPECT_TRUE(LogCapture::contains(dbLine("FATAL", QStringLiteral("Database integrity violated"))));
+    EXPECT_TRUE(
+        LogCapture::contains(dbLine("ERROR", QStringLiteral("odb::exception=26: file is not a database"))));
+    EXPECT_TRUE(LogCapture::contains(dbLine("ERROR", QStringLiteral("initialize exception"))));
+    EXPECT_FALSE(LogCapture::contains(dbLine("INFO", QStringLiteral("Repair Violated Database..."))));
+    EXPECT_FALSE(LogCapture::contains(
+        dbLine("FATAL", QStringLiteral("Database damaged: 26: file is not a database"))));
+    EXPECT_EQ(readWholeFile(store.databaseFile()), damaged);
+    // The writer's word stands as the writer left it.
+    EXPECT_EQ(store.readLoggerStateFile(),
+              LOGGER_STATE_DISABLED | LOGGER_STATE_SD_MOUNTED | LOGGER_STATE_LOGGERS_READABLE);
+}
+
+// --- A reader's opening and closing ------------------------------------------------------------
+
+// A reader on a store whose card service is not on the bus; the process-id file names a writer.
+class ReaderWithoutCardService {
+public:
+    ReaderWithoutCardService() : mStore(options()) {}
+
+    bool start()
+    {
+        if (!mStore.start() || !makeCatalogue(mStore.databaseFile()) ||
+            !writeWholeFile(mStore.pidFile(), "4711"))
+            return false;
+        LoggerDb::getInstance().setWriterMode(false);
+        return mStore.initializeWriter();
+    }
+
+    WriterStore& store() { return mStore; }
+
+private:
+    static WriterStore::Options options()
+    {
+        WriterStore::Options options;
+        options.startCard = false;
+        options.initialize = false;
+        return options;
+    }
+
+    WriterStore mStore;
+};
+
+TEST_F(LoggerDbTest, AReaderThatOpensAnewDoesNotAskTheBusForTheCardServiceAgain)
+{
+    ReaderWithoutCardService reader;
+    ASSERT_TRUE(reader.start()) << LoggerDb::getInstance().getLastError().toStdString();
+    LoggerDb& db = LoggerDb::getInstance();
+    EXPECT_TRUE(db.isInitialized());
+    const QString notRegistered = QStringLiteral("Logger.Sdcard|WARN|qz.SDCard1 is not registered");
+    EXPECT_EQ(LogCapture::count(notRegistered), 1) << LogCapture::text().toStdString();
+    EXPECT_EQ(LogCapture::count(dbLine("WARN", QStringLiteral("LoggerSDCard is not initialized"))), 1);
+
+    // A restarted writer: the reader opens everything anew, and once more on the next restart.
+    ASSERT_TRUE(writeWholeFile(reader.store().pidFile(), "4712"));
+    EXPECT_TRUE(db.checkValidity());
+    ASSERT_TRUE(writeWholeFile(reader.store().pidFile(), "4713"));
+    EXPECT_TRUE(db.checkValidity());
+    EXPECT_EQ(LogCapture::count(dbLine("INFO", QStringLiteral("Database successfully initialized"))), 3);
+    EXPECT_EQ(LogCapture::count(dbLine("WARN", QStringLiteral("LoggerSDCard is not initialized"))), 3);
+    EXPECT_EQ(LogCapture::count(notRegistered), 1);
+}
+
+TEST_F(LoggerDbTest, AReaderThatClosesLogsAndCountsItsRefusalToSetTheState)
+{
+    ReaderWithoutCardService reader;
+    ASSERT_TRUE(reader.start()) << LoggerDb::getInstance().getLastError().toStdString();
+    LoggerDb& db = LoggerDb::getInstance();
+    const int errors = TrackObject::getErrorCounter();
+    const LoggerState posted = reader.store().readLoggerStateFile();
+
+    db.close();
+    EXPECT_FALSE(db.isInitialized());
+    EXPECT_EQ(db.getDb(), nullptr);
+    const QStringList tail = LogCapture::lines().mid(LogCapture::lines().size() - 3);
+    const QStringList expected{
+        dbLine("INFO", QStringLiteral("Versucht Logger State zu setzen : 1")),
+        dbLine("ERROR",
+               QStringLiteral("Nur der Writer darf den Logger State vorgeben! Der Reader muss ihn vom "
+                              "GloablState beziehen!")),
+        dbLine("INFO", QStringLiteral("Database closed"))};
+    EXPECT_EQ(tail, expected) << LogCapture::text().toStdString();
+    EXPECT_EQ(TrackObject::getErrorCounter(), errors + 1);
+    EXPECT_EQ(reader.store().readLoggerStateFile(), posted);
+}
+
 // --- Without a card: configuration, messages, errors, process id ---------------------------
 
 TEST_F(LoggerDbTest, InitializeWithoutConfigurationNamesTheMissingFile)
@@ -413,6 +684,68 @@ TEST_F(LoggerDbTest, HandleOdbExceptionCountsKeepsAndLogsTheTextAsFatal)
     EXPECT_TRUE(LogCapture::contains(dbLine("FATAL", text)));
     db.incrementExceptionCounter();
     EXPECT_EQ(db.getExceptionCounter(), 2);
+}
+
+// The figure counts openings of the catalogue and of data files. Closing the catalogue counts
+// nothing, and neither does the close behind every block, so that it only grows while a logger
+// writes; closing a logger whose file is open takes one off.
+TEST_F(LoggerDbTest, TheOpenedFilesCountFollowsOpeningsAndNotTheCloseBehindEachBlock)
+{
+    WriterStore store;
+    ASSERT_TRUE(store.start()) << store.errorString().toStdString();
+    LoggerDb& db = LoggerDb::getInstance();
+    EXPECT_EQ(db.getNumberOfOpenedFiles(), 1);
+
+    constexpr int kItem = 16;
+    constexpr int32_t kDay = 1763802000; // 2025-11-22, in the middle of a day in any zone
+    TestLogger logger(QStringLiteral("mean_3s.opened_files.mean_out"), kItem);
+    // Room for four items: the fourth block begins a new file.
+    logger.setMaximumFileSize(44 + 4 * kItem);
+    const auto write = [&logger](int32_t first) {
+        const QByteArray block = testItems({first, first + 1}, kItem);
+        return logger.writeDatas(block.constData(), 2, true, true) != nullptr;
+    };
+
+    // Starting opens the logger's first file and leaves it open for the first block.
+    ASSERT_TRUE(logger.startLogger());
+    EXPECT_EQ(db.getNumberOfOpenedFiles(), 2);
+    ASSERT_TRUE(write(kDay));
+    EXPECT_EQ(db.getNumberOfOpenedFiles(), 2);
+    // Each further block opens the file again.
+    ASSERT_TRUE(write(kDay + 10));
+    EXPECT_EQ(db.getNumberOfOpenedFiles(), 3);
+    ASSERT_TRUE(write(kDay + 20));
+    EXPECT_EQ(db.getNumberOfOpenedFiles(), 4);
+    // Over the size: a new file, opened for the block.
+    ASSERT_TRUE(write(kDay + 30));
+    EXPECT_EQ(logger.getFileListSize(), 2);
+    EXPECT_EQ(db.getNumberOfOpenedFiles(), 5);
+    // A rewrite of the last block opens the file once more.
+    const QByteArray again = testItems({kDay + 31}, kItem);
+    ASSERT_TRUE(logger.updateDatas(again.constData(), 1));
+    EXPECT_EQ(db.getNumberOfOpenedFiles(), 6);
+
+    // The file is closed already: stopping takes nothing off.
+    ASSERT_TRUE(logger.stopLogger());
+    EXPECT_EQ(db.getNumberOfOpenedFiles(), 6);
+    // Reopening counts nothing, and the first block after it finds the file open.
+    ASSERT_TRUE(logger.startLogger());
+    EXPECT_EQ(db.getNumberOfOpenedFiles(), 6);
+    ASSERT_TRUE(write(kDay + 40));
+    EXPECT_EQ(db.getNumberOfOpenedFiles(), 6);
+    ASSERT_TRUE(write(kDay + 50));
+    EXPECT_EQ(db.getNumberOfOpenedFiles(), 7);
+    // Reopened and stopped with its file open: one off.
+    ASSERT_TRUE(logger.stopLogger());
+    ASSERT_TRUE(logger.startLogger());
+    ASSERT_TRUE(logger.stopLogger());
+    EXPECT_EQ(db.getNumberOfOpenedFiles(), 6);
+
+    // The catalogue closed and opened again: one more opening, nothing for the close.
+    db.close();
+    EXPECT_EQ(db.getNumberOfOpenedFiles(), 6);
+    ASSERT_TRUE(store.initializeWriter());
+    EXPECT_EQ(db.getNumberOfOpenedFiles(), 7);
 }
 
 TEST_F(LoggerDbTest, OpenedFilesAreCounted)
