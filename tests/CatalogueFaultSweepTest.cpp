@@ -66,13 +66,6 @@ constexpr const char* kCodeVariable = "QZLOGGER_SWEEP_CODE";
 constexpr const char* kCountVariable = "QZLOGGER_SWEEP_FAIL_COUNT";
 constexpr const char* kStrideVariable = "QZLOGGER_SWEEP_STRIDE";
 
-// Known failure of the write path, until its fix lands: when the transaction that stores a new
-// file's row fails, LoggerBase::createNewFile leaves the file it made as the logger's current
-// file, and the next block goes into it without a row. Remove this and the skip that uses it.
-constexpr const char* kRowlessNewFile =
-    "write path: a new file whose row failed to be stored takes the next block without a row "
-    "(LoggerBase::createNewFile keeps the new file current after the \"createFile\" transaction failed)";
-
 // SQLite's text of a result code, as sqlite3_errstr gives it.
 QString messageOf(int code)
 {
@@ -389,7 +382,6 @@ TEST_P(CatalogueFaultSweepTest, NoFailingCallCrashesTheWriterAndARestartFindsEve
     int initFailed = 0;
     int blocksRefused = 0;
     std::vector<QByteArray> places;
-    std::vector<long> rowlessNewFiles;
     for (long failCall = 1; failCall <= calls; failCall += stride) {
         SCOPED_TRACE("call " + std::to_string(failCall) + " of " + std::to_string(calls) + " failing with " +
                      sweepCode.name);
@@ -427,10 +419,6 @@ TEST_P(CatalogueFaultSweepTest, NoFailingCallCrashesTheWriterAndARestartFindsEve
         }
 
         const std::string problem = restartAndCheck();
-        if (where == "createFile" && problem.rfind("no row for ", 0) == 0) {
-            rowlessNewFiles.push_back(failCall);
-            continue;
-        }
         EXPECT_TRUE(problem.empty()) << problem << "\n" << report;
     }
     std::cout << sweepCode.name << ": " << runs << " runs over " << calls << " calls, " << initFailed
@@ -439,12 +427,6 @@ TEST_P(CatalogueFaultSweepTest, NoFailingCallCrashesTheWriterAndARestartFindsEve
               << "failing calls and where they failed: " << describeCalls(places, stride) << std::endl;
     RecordProperty("calls", static_cast<int>(calls));
     RecordProperty("runs", runs);
-    if (!rowlessNewFiles.empty()) {
-        std::string calls;
-        for (const long call : rowlessNewFiles)
-            calls += " " + std::to_string(call);
-        GTEST_SKIP() << kRowlessNewFile << "; failing calls:" << calls;
-    }
 }
 
 // The block that begins the second file on a new card makes its last call in the transaction
@@ -453,7 +435,6 @@ TEST_P(CatalogueFaultSweepTest, NoFailingCallCrashesTheWriterAndARestartFindsEve
 // reader find a file only through its row.
 TEST_F(CatalogueFaultTest, ANewFileWhoseRowIsNotStoredTakesNoItemsWithoutARow)
 {
-    GTEST_SKIP() << kRowlessNewFile;
     const SweepCode ioError{SQLITE_IOERR, 1, false, "IoError"};
     ASSERT_TRUE(resetCard());
     QByteArray output;
