@@ -370,7 +370,11 @@ bool LoggerDb::initialize(const QString& disk, const QString& path, const QStrin
 void LoggerDb::openCatalogue(int& argc, char** argv)
 {
     try {
-        setDb(std::make_shared<qzdb::Database>(databaseArgument(argc, argv), openFlags(), true));
+        auto db = std::make_shared<qzdb::Database>(databaseArgument(argc, argv), openFlags(), true);
+        // From the first statement on: the check and the schema come before the timeout is set
+        // again below, and another process's commit must not end a start for being busy.
+        db->setBusyTimeout(kBusyTimeoutMs);
+        setDb(std::move(db));
         mLastIntegrityViolated = isIntegrityViolated();
         if (mLastIntegrityViolated && mWriter)
             repairViolatedDatabase(argc, argv);
@@ -562,6 +566,7 @@ bool LoggerDb::repairViolatedDatabase(int& argc, char** argv)
                 loggerMessage("Repair: cannot remove " + file + suffix, LOGGER_MESSAGE_ERROR);
         }
         auto db = std::make_shared<qzdb::Database>(file, openFlags(), true);
+        db->setBusyTimeout(kBusyTimeoutMs);
         createSchemaNow(*db);
         setDb(db);
         return true;

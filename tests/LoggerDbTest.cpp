@@ -30,8 +30,10 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <chrono>
 #include <iostream>
 #include <sstream>
+#include <thread>
 
 #include <unistd.h>
 
@@ -192,6 +194,33 @@ TEST_F(LoggerDbTest, SecondStartFindsTheCatalogueAndKeepsIt)
     EXPECT_TRUE(LogCapture::contains(dbLine("INFO", QStringLiteral("Database: logger.db exists"))));
     EXPECT_TRUE(LogCapture::contains(dbLine("INFO", QStringLiteral("integrity result : 1"))));
     EXPECT_EQ(queryNumber(*db.getDb(), "SELECT count(*) FROM \"DefnEventString\""), 1);
+}
+
+TEST_F(LoggerDbTest, AStartWhileAnotherProcessHoldsTheCatalogueWaitsForItInsteadOfFailing)
+{
+    WriterStore store;
+    ASSERT_TRUE(store.start()) << store.errorString().toStdString();
+    LoggerDb& db = LoggerDb::getInstance();
+    db.close();
+
+    // Another connection holds the catalogue locked while the writer starts, and lets it go
+    // a little later, as the commit of another process does.
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(store.databaseFile().toUtf8().constData(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN EXCLUSIVE;", nullptr, nullptr, nullptr), SQLITE_OK);
+    std::thread release([other] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        sqlite3_exec(other, "COMMIT;", nullptr, nullptr, nullptr);
+    });
+    // The retried transaction's own waits are taken out of the way: the start must wait on the
+    // lock itself.
+    setRetrySleepForTesting([](unsigned long) {});
+    const bool started = store.initializeWriter();
+    setRetrySleepForTesting({});
+    release.join();
+    sqlite3_close(other);
+    EXPECT_TRUE(started) << db.getLastError().toStdString() << "\n" << LogCapture::text().toStdString();
+    EXPECT_TRUE(db.isInitialized());
 }
 
 TEST_F(LoggerDbTest, AnUnmountedCardLeavesTheCatalogueClosed)
