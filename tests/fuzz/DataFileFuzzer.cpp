@@ -77,12 +77,19 @@ public:
         qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
     }
     ~FuzzRoot() { QDir(mPath).removeRecursively(); }
+    QString exportFile() const { return mPath + "/export.raw"; }
     FuzzRoot(const FuzzRoot&) = delete;
     FuzzRoot& operator=(const FuzzRoot&) = delete;
 
 private:
     QString mPath;
 };
+
+FuzzRoot& fuzzRoot()
+{
+    static FuzzRoot root;
+    return root;
+}
 
 // Cuts the file to a given length at the Nth positioned read of an operation: a file that
 // eviction or a writer's repair shortens while a reader is inside it.
@@ -217,6 +224,7 @@ public:
         case ReopenFile: reopenFile(); break;
         case UpdateData: updateData(); break;
         case FileCounts: fileCounts(); break;
+        case WriteExportFile: writeExportFile(); break;
         case OperationCount: break;
         }
     }
@@ -690,6 +698,28 @@ private:
                                  : 0));
     }
 
+    // An export of `count` items of `elementSize` bytes from a buffer that holds exactly them:
+    // no item where either is 0 or below.
+    void writeExportFile()
+    {
+        const int itemSize = mControl.elementSize;
+        const int count = mControl.count;
+        const int64_t bytes = itemSize > 0 && count > 0 ? static_cast<int64_t>(itemSize) * count : 0;
+        if (bytes > (1 << 16))
+            return;
+        const auto data = untouchedBuffer(bytes);
+        for (int64_t i = 0; i < bytes; ++i)
+            data[i] = static_cast<char>(mFile.at(i % std::max<int64_t>(mFile.size, 1)) ^ (i & 0xFF));
+        const QString name = fuzzRoot().exportFile();
+        const int written = LoggerFileSystem::writeData(name, itemSize, count, data.get());
+        FUZZ_CHECK(written == bytes);
+        QFile file(name);
+        FUZZ_CHECK(file.open(QIODevice::ReadOnly));
+        FUZZ_CHECK(file.readAll() == QByteArray(data.get(), static_cast<int>(bytes)));
+        file.close();
+        file.remove();
+    }
+
     // Without a file info every operation refuses: -1, 0 or false, and touches nothing.
     void withoutFileInfo()
     {
@@ -750,7 +780,7 @@ private:
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    static FuzzRoot root;
+    fuzzRoot();
     if (size < kControlSize)
         return 0;
     Run run(controlOf(data), data + kControlSize, size - kControlSize);

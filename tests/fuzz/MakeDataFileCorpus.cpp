@@ -321,6 +321,11 @@ bool make(Corpus& corpus)
     cutEvents.cutLength = 44 + 4 * 24;
     corpus.add("cut-event-read", cutEvents, tenBytes);
 
+    // An export of three items.
+    Control export3 = control(WriteExportFile, t0, t0, 3);
+    export3.elementSize = 24;
+    corpus.add("export-three-items", export3, tenBytes);
+
     // No file info at all: every operation refuses.
     Control none = control(ReadData, t0, t0 + 90);
     none.flags = NullFileInfo;
