@@ -655,7 +655,9 @@ int LoggerFileSystem::writeData(const QString& fileName, int itemSize, int count
     QFile file(fileName);
     if (!file.open(QIODevice::WriteOnly))
         return -1;
-    const qint64 total = data == nullptr ? 0 : std::max<qint64>(0, static_cast<qint64>(itemSize) * count);
+    // A count or an item size below 1 exports nothing; two negatives must not make a positive.
+    const qint64 total =
+        data == nullptr || itemSize <= 0 || count <= 0 ? 0 : static_cast<qint64>(itemSize) * count;
     qint64 written = 0;
     while (written < total) {
         const qint64 result = file.write(data + written, total - written);

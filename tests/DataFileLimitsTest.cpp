@@ -637,3 +637,22 @@ TEST_F(DataFileLimitsTest, UpdateDataAtANegativePositionWritesNothing)
     file.close();
     EXPECT_EQ(hex(fileBytes(info)), hex(before));
 }
+
+// ---------------------------------------------------------------------------------------------
+// Export files
+
+TEST_F(DataFileLimitsTest, WriteDataOfANegativeCountOfNegativeSizedItemsWritesNothing)
+{
+    // -1 items of -1 bytes made one byte to write, read from a buffer that holds none.
+    const QString path = mStore.filePath("export.raw");
+    std::vector<char> data = untouchedBuffer(64);
+    for (const auto& items :
+         {std::make_pair(-1, -1), std::make_pair(-16, -4), std::make_pair(INT32_MIN, INT32_MIN),
+          std::make_pair(INT32_MIN, -1), std::make_pair(0, 5), std::make_pair(5, 0)}) {
+        SCOPED_TRACE(std::to_string(items.first) + " x " + std::to_string(items.second));
+        EXPECT_EQ(LoggerFileSystem::writeData(path, items.first, items.second, data.data()), 0);
+        EXPECT_EQ(FileFaults::sizeOf(path), 0);
+    }
+    EXPECT_EQ(LoggerFileSystem::writeData(path, 16, 4, data.data()), 64);
+    EXPECT_EQ(hex(FileFaults::readAll(path)), bufferHex(data, 64));
+}
