@@ -56,13 +56,15 @@ struct Control {
     int32_t startNsec;
     int32_t endSec; // end of a range
     int32_t endNsec;
-    int32_t count;     // maxItems, the event count, readHeader's and updateData's position, writeData's count
-    int32_t blockSize; // with RawBlockSize
+    // maxItems, the event count, readHeader's and updateData's position, the unique id of a file
+    // that openFile makes, writeData's count
+    int32_t count;
+    int32_t blockSize;     // with RawBlockSize
     int32_t headerSize;    // with RawFileInfoSizes: HeaderSize of the file info
     int32_t dataBlockSize; // with RawFileInfoSizes: DataBlockSize of the file info
     int32_t elementOffset; // readSingleDataElements
     int32_t elementSize;   // readSingleDataElements; updateData's size; writeData's item size
-    int32_t item;          // firstItem of readEventData, itemIndex of openFile, uniqueId of a new file
+    int32_t item;          // firstItem of readEventData, itemIndex of openFile
     int32_t cutLength;     // the length the file is cut to at cutAtRead, modulo its size + 1
 };
 
