@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Sets up a fresh Debian 12 machine, builds the store with its tests, runs them, checks that the
-# installed CMake package can be used, and runs the tests once more under AddressSanitizer and
-# UndefinedBehaviorSanitizer.
+# installed CMake package can be used, runs the tests once more under AddressSanitizer and
+# UndefinedBehaviorSanitizer, and fuzzes the data-file layer for a minute.
 set -euo pipefail
 top="$(cd "$(dirname "$0")/.." && pwd)"
 "$top/scripts/setup-debian.sh"
@@ -28,3 +28,6 @@ cmake -S "$top" -B "$asan" -DCMAKE_BUILD_TYPE=Debug -DQZLOGGER_SANITIZE=ON \
 cmake --build "$asan" -j"$jobs"
 (cd "$asan" && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
   ctest -j"$jobs" --output-on-failure --timeout 600)
+
+echo "== fuzzing"
+"$top/scripts/run-fuzz.sh" 60

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages that building, testing and running the store need, where
-# they are missing. Safe to run again.
+# they are missing: clang with its runtime libraries builds the fuzz target, llvm reports its
+# coverage. Safe to run again.
 set -euo pipefail
 
 packages=(
@@ -9,6 +10,7 @@ packages=(
   liblog4cxx-dev libsqlite3-dev sqlite3
   libgtest-dev googletest libbenchmark-dev
   dbus dbus-daemon tzdata
+  clang libclang-rt-14-dev llvm
 )
 
 missing=()

@@ -526,6 +526,14 @@ bool LoggerFileSystem::openFile(LoggerFileInfo* info, QFile& file, int itemIndex
     const int headerSize = info->HeaderSize;
     const int blockSize = info->DataBlockSize;
     setFileName(file, info);
+    // Negative sizes come from a malformed catalogue row: no position in the file follows from
+    // them, and the file is left as it is.
+    if (headerSize < 0 || blockSize < 0) {
+        setLastError(getFullFileName(info) + QStringLiteral(" logger file size"));
+        if (file.isOpen())
+            file.close();
+        return false;
+    }
 
     if (!file.exists() && create) {
         if (!createFile(info, file, baseTypeId, headerWord, uniqueId, parameter1, parameter2)) {
@@ -582,7 +590,7 @@ bool LoggerFileSystem::reopenFile(LoggerFileInfo* info, QFile& file, qint64& siz
         return false;
     const int headerSize = info->HeaderSize;
     const int blockSize = info->DataBlockSize;
-    if (blockSize <= 0)
+    if (blockSize <= 0 || headerSize < 0)
         return false;
     // Opening without creation is the test for existence: a file that vanished is openFile's.
     if (!LoggerFileIo::current().open(file, kWriterOpenMode | QIODevice::ExistingOnly))
@@ -649,7 +657,9 @@ int LoggerFileSystem::writeData(const QString& fileName, int itemSize, int count
     QFile file(fileName);
     if (!file.open(QIODevice::WriteOnly))
         return -1;
-    const qint64 total = data == nullptr ? 0 : std::max<qint64>(0, static_cast<qint64>(itemSize) * count);
+    // A count or an item size below 1 exports nothing; two negatives must not make a positive.
+    const qint64 total =
+        data == nullptr || itemSize <= 0 || count <= 0 ? 0 : static_cast<qint64>(itemSize) * count;
     qint64 written = 0;
     while (written < total) {
         const qint64 result = file.write(data + written, total - written);
@@ -680,14 +690,15 @@ int LoggerFileSystem::getFileSize(LoggerFileInfo* info)
 
 bool LoggerFileSystem::hasDataItems(LoggerFileInfo* info)
 {
-    if (info == nullptr)
+    // A header size below 0 comes from a malformed catalogue row: no item lies behind it.
+    if (info == nullptr || info->HeaderSize < 0)
         return false;
     return getFileSize(info) > info->HeaderSize;
 }
 
 int LoggerFileSystem::getNumDataItems(LoggerFileInfo* info, int)
 {
-    if (info == nullptr || info->DataBlockSize <= 0)
+    if (info == nullptr || info->DataBlockSize <= 0 || info->HeaderSize < 0)
         return 0;
     const qint64 size = getFileSize(info);
     if (size <= info->HeaderSize)
@@ -767,7 +778,12 @@ int LoggerFileSystem::getBufferSize(LoggerFileInfo* info, timespec start, timesp
     DataFileReader reader(info);
     if (reader.size() - info->HeaderSize < blockSize)
         return 0;
-    return getItemRange(reader, start, end, maxItems, blockSize).size;
+    // A search that finds no item (the header lies outside the file, or an item is too short to
+    // hold its time stamp) leaves no range, and no bytes to make room for.
+    const ItemRange range = getItemRange(reader, start, end, maxItems, blockSize);
+    if (range.startPosition < 0 || range.endPosition < 0)
+        return 0;
+    return range.size;
 }
 
 int LoggerFileSystem::getNumItems(LoggerFileInfo* info, timespec start, timespec end, int maxItems,
@@ -777,7 +793,7 @@ int LoggerFileSystem::getNumItems(LoggerFileInfo* info, timespec start, timespec
         return 0;
     DataFileReader reader(info);
     const ItemRange range = getItemRange(reader, start, end, maxItems, blockSize);
-    if (range.startPosition == -1 && range.endPosition == -1)
+    if (range.startPosition < 0 || range.endPosition < 0)
         return 0;
     return range.size / blockSize;
 }
@@ -798,7 +814,8 @@ int LoggerFileSystem::getEventBufferSize(LoggerFileInfo* info, int count, timesp
 
 bool LoggerFileSystem::readUtcRange(LoggerFileInfo* info, timespec& first, timespec& last, int)
 {
-    if (info == nullptr || info->DataBlockSize <= 0)
+    // A header outside the file leaves no item to take a time from.
+    if (info == nullptr || info->DataBlockSize <= 0 || info->HeaderSize < 0)
         return false;
     DataFileReader reader(info);
     if (!reader.isOpen())
