@@ -526,9 +526,10 @@ bool LoggerFileSystem::openFile(LoggerFileInfo* info, QFile& file, int itemIndex
     const int headerSize = info->HeaderSize;
     const int blockSize = info->DataBlockSize;
     setFileName(file, info);
-    // Negative sizes come from a malformed catalogue row: no position in the file follows from
-    // them, and the file is left as it is.
-    if (headerSize < 0 || blockSize < 0) {
+    // Every data file begins with a header of at least 44 bytes. Smaller or negative sizes come
+    // from a malformed catalogue row: no place to write follows from them, and the file, which
+    // may hold items that must not be overwritten, is left as it is.
+    if (headerSize < kLoggerHeaderSize || blockSize < 0) {
         setLastError(getFullFileName(info) + QStringLiteral(" logger file size"));
         if (file.isOpen())
             file.close();
@@ -551,6 +552,13 @@ bool LoggerFileSystem::openFile(LoggerFileInfo* info, QFile& file, int itemIndex
     }
 
     const qint64 size = file.size();
+    if (blockSize != 0 && size >= kLoggerHeaderSize && size < headerSize) {
+        // The file holds a whole header of its own, but the row names a larger one: the row is
+        // what is wrong, and the file, which may hold items, is not made anew over it.
+        setLastError(getFullFileName(info) + QStringLiteral(" logger file size"));
+        file.close();
+        return false;
+    }
     if (blockSize == 0 || size < headerSize) {
         // Without a valid header or a defined item size nothing in the file can be read:
         // start it anew. The file object is closed afterwards even on success.

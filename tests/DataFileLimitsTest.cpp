@@ -452,11 +452,14 @@ TEST_F(DataFileLimitsTest, ANegativeHeaderSizeFindsNoItemAndAsksForNoBuffer)
     }
 }
 
-TEST_F(DataFileLimitsTest, OpenFileRefusesANegativeHeaderSizeAndLeavesTheFileAsItIs)
+TEST_F(DataFileLimitsTest, OpenFileRefusesAHeaderSizeThatDoesNotFitTheFileAndLeavesTheFileAsItIs)
 {
     const PtrLoggerFileInfo info = writeTenItems(0);
     const QByteArray before = fileBytes(info);
-    for (int headerSize : {-kHeader, INT32_MIN}) {
+    // Below the 44 bytes that every file's header has, the writer would put items over it; above
+    // the file's size, with a whole header in the file, the row is wrong and not the file: the
+    // file is neither written over nor made anew.
+    for (int headerSize : {-kHeader, INT32_MIN, 0, kHeader - 1, kHeader + 10 * kBlock + 1, INT32_MAX}) {
         SCOPED_TRACE(headerSize);
         info->HeaderSize = headerSize;
         info->mFilePosition = 1234;
