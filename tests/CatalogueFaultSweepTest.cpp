@@ -77,16 +77,6 @@ QString messageOf(int code)
     return QStringLiteral("unknown error");
 }
 
-DataMean itemNumber(int64_t number)
-{
-    DataMean item{};
-    item.utc = DataTimespec{static_cast<int32_t>(kFirstSecond + number / 1000),
-                            static_cast<int32_t>((number % 1000) * 1000000)};
-    item.quality = static_cast<uint32_t>(number);
-    item.mean = static_cast<float>(number);
-    return item;
-}
-
 class SweepLogger : public TestLogger {
 public:
     SweepLogger() : TestLogger(kMeasureId, kItemSize) { setMaximumFileSize(kMaximumFileSize); }
@@ -102,10 +92,7 @@ public:
 
     bool writeNumbers(int64_t first, int count)
     {
-        std::vector<DataMean> block;
-        for (int index = 0; index < count; ++index)
-            block.push_back(itemNumber(first + index));
-        return writeDatas(reinterpret_cast<const char*>(block.data()), count, true, true) != nullptr;
+        return writeNumberedMeans(*this, kFirstSecond, first, count) != nullptr;
     }
 };
 

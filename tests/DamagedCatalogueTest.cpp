@@ -52,12 +52,7 @@ constexpr const char* kChildTempVariable = "TMPDIR";
 // Item number n carries the time stamp n milliseconds after kFirstSecond and n as its quality.
 DataMean itemNumber(int64_t number)
 {
-    DataMean item{};
-    item.utc = DataTimespec{static_cast<int32_t>(kFirstSecond + number / 1000),
-                            static_cast<int32_t>((number % 1000) * 1000000)};
-    item.quality = static_cast<uint32_t>(number);
-    item.mean = static_cast<float>(number);
-    return item;
+    return numberedMeanItem(kFirstSecond, number);
 }
 
 timespec stampOf(int64_t number)
@@ -75,10 +70,7 @@ public:
 
     bool writeNumbers(int64_t first, int count)
     {
-        std::vector<DataMean> block;
-        for (int index = 0; index < count; ++index)
-            block.push_back(itemNumber(first + index));
-        return writeDatas(reinterpret_cast<const char*>(block.data()), count, true, true) != nullptr;
+        return writeNumberedMeans(*this, kFirstSecond, first, count) != nullptr;
     }
 };
 
@@ -389,7 +381,8 @@ const DamageCase kDamageCases[] = {
     {Damage::MagicFlipped, "MagicFlipped", "26: file is not a database", true},
     {Damage::BTreePageHeaderFlipped, "BTreePageHeaderFlipped", "11: database disk image is malformed", true},
     {Damage::PageZeroed, "PageZeroed", "11: database disk image is malformed", true},
-    {Damage::RandomBytesFlipped, "RandomBytesFlipped", "11: malformed database schema (LoggerFileInfo)", true},
+    {Damage::RandomBytesFlipped, "RandomBytesFlipped", "11: malformed database schema (LoggerFileInfo)",
+     true},
 };
 
 INSTANTIATE_TEST_SUITE_P(Catalogue, DamagedCatalogueTest, ::testing::ValuesIn(kDamageCases),

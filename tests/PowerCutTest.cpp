@@ -110,16 +110,10 @@ const char* cutName(Cut cut)
     return "";
 }
 
-// Item number n carries the time stamp n milliseconds after kFirstSecond and n as its quality,
-// so that every item in a file says which one it is.
+// Item number n carries the time stamp n milliseconds after kFirstSecond and n as its quality.
 DataMean itemNumber(int64_t number, float shift = 0.0f)
 {
-    DataMean item{};
-    item.utc = DataTimespec{static_cast<int32_t>(kFirstSecond + number / 1000),
-                            static_cast<int32_t>((number % 1000) * 1000000)};
-    item.quality = static_cast<uint32_t>(number);
-    item.mean = static_cast<float>(number) + shift;
-    return item;
+    return numberedMeanItem(kFirstSecond, number, shift);
 }
 
 timespec stampOf(int64_t number)
@@ -257,11 +251,7 @@ public:
 
     PtrLoggerFileInfo writeNumbers(int64_t first, int count, float shift = 0.0f)
     {
-        std::vector<DataMean> block;
-        block.reserve(static_cast<size_t>(count));
-        for (int index = 0; index < count; ++index)
-            block.push_back(itemNumber(first + index, shift));
-        return writeDatas(reinterpret_cast<const char*>(block.data()), count, true, true);
+        return writeNumberedMeans(*this, kFirstSecond, first, count, shift);
     }
 
     // Offers the items from first up to next again, in blocks, with new values: gives how many

@@ -1,10 +1,12 @@
 #include "MeanItemFiles.h"
 
+#include "LoggerBase.h"
 #include "LoggerHeader.h"
 
 #include <QFile>
 #include <QtGlobal>
 
+#include <algorithm>
 #include <cstring>
 
 FileContent readDataFile(const QString& name)
@@ -56,4 +58,24 @@ std::string numberRuns(const std::vector<int64_t>& numbers)
         index = end + 1;
     }
     return runs;
+}
+
+DataMean numberedMeanItem(int32_t firstSecond, int64_t number, float shift)
+{
+    DataMean item{};
+    item.utc = DataTimespec{static_cast<int32_t>(firstSecond + number / 1000),
+                            static_cast<int32_t>((number % 1000) * 1000000)};
+    item.quality = static_cast<uint32_t>(number);
+    item.mean = static_cast<float>(number) + shift;
+    return item;
+}
+
+PtrLoggerFileInfo writeNumberedMeans(LoggerBase& logger, int32_t firstSecond, int64_t first, int count,
+                                     float shift)
+{
+    std::vector<DataMean> block;
+    block.reserve(static_cast<size_t>(std::max(count, 0)));
+    for (int index = 0; index < count; ++index)
+        block.push_back(numberedMeanItem(firstSecond, first + index, shift));
+    return logger.writeDatas(reinterpret_cast<const char*>(block.data()), count, true, true);
 }

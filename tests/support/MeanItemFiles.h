@@ -1,6 +1,7 @@
 #pragma once
 
 #include "LoggerDataItems.h"
+#include "LoggerFileInfo.h"
 
 #include <QByteArray>
 #include <QString>
@@ -9,8 +10,18 @@
 #include <string>
 #include <vector>
 
-// What the crash and concurrency tests read back from the data files of a DataMean logger, and
-// the small pieces of their talk between parent and child processes.
+class LoggerBase;
+
+// What the crash and concurrency tests write as DataMean items and read back from the data files
+// of their logger, and the small pieces of their talk between parent and child processes.
+
+// Item number n: its time stamp n milliseconds after firstSecond, n as its quality and n plus
+// shift as its mean, so that every item in a file says which one it is.
+DataMean numberedMeanItem(int32_t firstSecond, int64_t number, float shift = 0.0f);
+
+// Items first .. first + count - 1 as one block through the write engine, with its order check.
+PtrLoggerFileInfo writeNumberedMeans(LoggerBase& logger, int32_t firstSecond, int64_t first, int count,
+                                     float shift = 0.0f);
 
 // The items of a data file as a writer left it: its whole items, and the bytes of a torn last
 // item behind them.
