@@ -1057,7 +1057,16 @@ qint64 LoggerAccess::takeBackFailedBlock(qint64 start, qint64 written, int itemS
     if (!mFile.isOpen()) {
         return 0;
     }
-    if (LoggerFileIo::current().truncate(mFile.handle(), static_cast<off_t>(start)) == 0) {
+    LoggerFileIo& io = LoggerFileIo::current();
+    if (io.truncate(mFile.handle(), static_cast<off_t>(start)) == 0) {
+        // The cut goes to the card at once, so that a power cut right after it cannot leave items
+        // of the failed block on the card for the next start to find. Blocks are otherwise not
+        // synced: this happens only after a failure.
+        if (io.sync(mFile.handle()) != 0) {
+            const int syncError = errno;
+            TRACK_ERROR(*this, QStringLiteral("Cannot sync '") + mFile.fileName() + QStringLiteral("' (") +
+                                   LoggerFileIo::errorText(syncError) + QStringLiteral(")"));
+        }
         return 0;
     }
     // The block could not be taken back: the whole items of it that reached the file stay

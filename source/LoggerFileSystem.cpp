@@ -499,14 +499,11 @@ bool LoggerFileSystem::createFile(LoggerFileInfo* info, QFile& file, int baseTyp
         setLastError(LoggerFileIo::openErrorText(file, errno));
         return false;
     }
-    // The header reaches the card before the caller names the file in the catalogue. A file
-    // made here without its whole header on the card holds nothing: it goes again.
+    // A file made here without its whole header holds nothing: it goes again.
     int error = 0;
     const bool written = LoggerFileIo::writeFully(file.handle(), reinterpret_cast<const char*>(&header),
                                                   kLoggerHeaderSize, 0, error) == kLoggerHeaderSize;
-    if (written && io.sync(file.handle()) != 0)
-        error = errno;
-    if (!written || error != 0) {
+    if (!written) {
         setLastError(LoggerFileIo::errorText(error));
         file.close();
         if (!existed)
