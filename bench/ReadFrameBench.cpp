@@ -6,7 +6,7 @@
 //
 // QZLOGGER_SDCARD_SIMULATOR names the simulator; without it the one built alongside is used.
 
-#include "../source/LoggerTestSeams.h"
+#include "LoggerTestSeams.h"
 #include "BenchSupport.h"
 #include "CataloguedFiles.h"
 #include "DataFileBuilder.h"

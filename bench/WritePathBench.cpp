@@ -7,6 +7,7 @@
 // QZLOGGER_SDCARD_SIMULATOR names the simulator; without it the one built alongside is used.
 
 #include "BenchSupport.h"
+#include "LoggerAccess.h"
 #include "LoggerBase.h"
 #include "LoggerDataItems.h"
 #include "LoggerDb.h"

@@ -1,10 +1,12 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 // Counts the items of a run of files against a bound, file by file. A file that fills the
 // bound exactly already sets mLimitReached; the file after it then sets mLimitPassed and adds
 // nothing. The file-list builders and the read frame of LoggerApiBase read the fields
 // directly after each calcNext.
-class DataItemsCalculator {
+class QZLOGGER_EXPORT DataItemsCalculator {
 public:
     DataItemsCalculator();
     virtual ~DataItemsCalculator();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include "LoggerState.h"
 
 #include <QString>
@@ -10,7 +12,7 @@
 //
 // The operations that drive the registry of loggers and the card client are not here yet;
 // they join when those parts of the store do.
-class DatabaseInterface {
+class QZLOGGER_EXPORT DatabaseInterface {
 public:
     DatabaseInterface() = default;
     virtual ~DatabaseInterface();

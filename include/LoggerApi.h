@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include "DatabaseInterface.h"
 #include "LoggerApiBase.h"
 #include "LoggerApiInterface.h"
@@ -18,7 +20,7 @@
 //
 // Getters whose part of the store is not there yet answer their failure value (null, an empty
 // list, false, -1) and log "<operation>: not available yet" as a warning.
-class LoggerApi : public LoggerApiInterface, public LoggerApiBase, public TrackObject {
+class QZLOGGER_EXPORT LoggerApi : public LoggerApiInterface, public LoggerApiBase, public TrackObject {
 public:
     LoggerApi();
     ~LoggerApi() override;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include "DataItemsCalculator.h"
 #include "DataMeasType.h"
 #include "DefnBaseType.h"
@@ -31,7 +33,7 @@
 // Reads by time pause on purpose: 200 ms before answering null after a failed lookup, 50 ms
 // after a successful read that found files. The pauses keep readers that poll from starving
 // the writer of the card and of the catalogue.
-class LoggerApiBase {
+class QZLOGGER_EXPORT LoggerApiBase {
 public:
     LoggerApiBase();
     virtual ~LoggerApiBase();

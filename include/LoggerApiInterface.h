@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include "DataMeasType.h"
 #include "LoggerDataItems.h"
 #include "LoggerResult.h"
@@ -29,7 +31,7 @@ class QObject;
 // The object holds no state between calls and may be used from any thread of the reader. It
 // may be made before the catalogue exists (calls then answer null until the store is valid),
 // and must not outlive the LoggerDb of its process.
-class LoggerApiInterface {
+class QZLOGGER_EXPORT LoggerApiInterface {
 public:
     // Whether an identification fits the wiring that the caller asks harmonics of. The values
     // are those that host programs pass.

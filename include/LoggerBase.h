@@ -1,8 +1,10 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include "DataMeasType.h"
-#include "LoggerAccess.h"
 #include "LoggerFileInfo.h"
+#include "LoggerHeader.h"
 #include "LoggerState.h"
 #include "LoggerTypes.h"
 
@@ -12,7 +14,10 @@
 #include <memory>
 #include <string>
 
+class LoggerAccess;
 class NonVolatileInterface;
+
+using PtrLoggerAccess = std::shared_ptr<LoggerAccess>;
 
 // The abstract writer of one logger: one measured quantity, or one event or operator log, with
 // its own type row in the catalogue and its own chain of data files. Derived classes name
@@ -31,10 +36,10 @@ class NonVolatileInterface;
 //
 // Outcome of initializing: the result of initializeLogger is always true; what happened is
 // getLoggerState() (1 disabled, 4 failed, 5 initialized), isEnabled() and isInitialized().
-class LoggerBase {
+class QZLOGGER_EXPORT LoggerBase {
 public:
     // Every data file begins with a header of this size.
-    static constexpr int kHeaderSize = LoggerAccess::kHeaderSize;
+    static constexpr int kHeaderSize = kLoggerHeaderSize;
 
     // dataBlockSize is the size of one item in bytes, as the access object takes it.
     LoggerBase(LoggerType loggerType, LoggerDataType loggerDataType, int dataBlockSize);
@@ -115,14 +120,15 @@ public:
     bool isHeaderChanged() const;
     bool isDayChanged() const;
     bool isFirstWriteAfterStart() const;
-    void registerLoggerAccess();
+    QZLOGGER_NO_EXPORT void registerLoggerAccess();
     // Reads this logger's type rows and makes the newest one current.
     void getLoggerAccessDatas();
     void setLoggerInterval();
     // False without an initialized database; otherwise the access object's answer: true when
     // a new first file was begun.
     bool readDatabaseChanges(bool createIfEmpty);
-    PtrLoggerAccess getLoggerAccess() const;
+    // The access object is the library's own; it is not exported.
+    QZLOGGER_NO_EXPORT PtrLoggerAccess getLoggerAccess() const;
 
     void logTraceMessage(const QString& text);
     void logDebugMessage(const QString& text);

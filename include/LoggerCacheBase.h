@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include <QMutex>
 
 // The part of a write cache that its quiet-period timer sees: the timer calls timerElapsed() on
@@ -8,7 +10,7 @@
 // mMutex guards the cache's items and count. It is recursive because the cache's writeDatas
 // takes it again while writeLoggerItem or flush already hold it. Lock order on the write path:
 // mMutex, then the save mutex of the logger's access object, then the mutex of LoggerDb.
-class LoggerCacheBase {
+class QZLOGGER_EXPORT LoggerCacheBase {
 public:
     LoggerCacheBase() = default;
     LoggerCacheBase(const LoggerCacheBase&) = delete;

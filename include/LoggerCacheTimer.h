@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include "LoggerTimer.h"
 
 class LoggerCacheBase;
@@ -7,7 +9,7 @@ class LoggerCacheBase;
 // The quiet-period timer of a write cache: when a delay ends without a new item, it calls
 // timerElapsed() of the cache given to initTimer, which flushes the cache on the timer's thread.
 // The cache owns its timer and closes it in its destructor, before its buffer goes.
-class LoggerCacheTimer : public LoggerTimer {
+class QZLOGGER_EXPORT LoggerCacheTimer : public LoggerTimer {
 public:
     LoggerCacheTimer();
     LoggerCacheTimer(const LoggerCacheTimer&) = delete;

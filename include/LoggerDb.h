@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include "LoggerPerformanceCounter.h"
 #include "LoggerState.h"
 #include "LoggerStateMachine.h"
@@ -35,7 +37,7 @@ enum DatabaseState : int32_t {
 // Only the writer opens the catalogue read-write, repairs it, writes the process-id file and
 // posts the logger state; a reader opens it read-only and calls checkValidity before each
 // query.
-class LoggerDb : public TrackObject {
+class QZLOGGER_EXPORT LoggerDb : public TrackObject {
 public:
     static LoggerDb& getInstance();
     // Closes the catalogue of the process's instance; the instance itself stays.
@@ -44,11 +46,12 @@ public:
     LoggerDb(const LoggerDb&) = delete;
     LoggerDb& operator=(const LoggerDb&) = delete;
 
-    // The connection to the catalogue; empty while none is open.
-    std::shared_ptr<qzdb::Database> getDb();
+    // The connection to the catalogue; empty while none is open. The connection's type is the
+    // library's own, so these operations are not exported.
+    QZLOGGER_NO_EXPORT std::shared_ptr<qzdb::Database> getDb();
     // Hands in an open connection, as initialize does after opening; an empty pointer gives it
     // up. Does not change the initialised flag.
-    void setDb(std::shared_ptr<qzdb::Database> db);
+    QZLOGGER_NO_EXPORT void setDb(std::shared_ptr<qzdb::Database> db);
 
     // The mutex that every retried transaction holds for its whole run, waits included, so
     // that the catalogue work of the process is serial. Recursive: catalogue work that the
@@ -83,7 +86,7 @@ public:
     bool getLastIntegrityViolated() const;
     bool repairViolatedDatabase(int& argc, char** argv);
     bool reIndex();
-    bool sqlite_createSchema(std::shared_ptr<qzdb::Database> db, bool dropSchema);
+    QZLOGGER_NO_EXPORT bool sqlite_createSchema(std::shared_ptr<qzdb::Database> db, bool dropSchema);
 
     // The process-id file: QZLOGGER_PID_FILE where set and not empty, else
     // /var/run/qzlogger.writer.pid. Taken anew on each access.
@@ -124,7 +127,7 @@ public:
     QString getAndResetLastError();
     // Counts a catalogue exception, keeps what() + ": " + description as the last error and
     // logs it as fatal.
-    void handleOdbException(const qzdb::Exception& exception, const std::string& description);
+    QZLOGGER_NO_EXPORT void handleOdbException(const qzdb::Exception& exception, const std::string& description);
     void incrementExceptionCounter();
     int getExceptionCounter() const;
 

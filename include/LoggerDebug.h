@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include "LoggerState.h"
 #include "LoggerTypes.h"
 
@@ -14,7 +16,7 @@ class LoggerFileInfo;
 
 // Turns the store's values into short readable texts for log lines. Holds no state; all
 // operations are static.
-class LoggerDebug {
+class QZLOGGER_EXPORT LoggerDebug {
 public:
     virtual ~LoggerDebug();
 

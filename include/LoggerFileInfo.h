@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include "LoggerTypes.h"
 
 #include <memory>
@@ -7,7 +9,7 @@
 // The in-memory record of one data file. The name of the file, its folder and its place in
 // the catalogue follow from these fields alone. The first-data-item flag and the file position
 // are the writer's working state and are not stored in the catalogue.
-class LoggerFileInfo {
+class QZLOGGER_EXPORT LoggerFileInfo {
 public:
     LoggerFileInfo() = default;
     explicit LoggerFileInfo(LoggerDataType dataType) : DataType(dataType) {}

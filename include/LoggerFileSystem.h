@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include "LoggerFileInfo.h"
 #include "LoggerHeader.h"
 #include "LoggerTypes.h"
@@ -17,7 +19,7 @@ class LoggerPerformanceCounter;
 // every read opens, reads and closes a file of its own, so readers in other processes work
 // beside the one writer without any lock. The class takes no lock itself; callers keep apart
 // what must not overlap. setPath must come before any other call.
-class LoggerFileSystem {
+class QZLOGGER_EXPORT LoggerFileSystem {
 public:
     virtual ~LoggerFileSystem();
 

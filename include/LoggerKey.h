@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include "LoggerTypes.h"
 
 #include <QtGlobal>
@@ -7,7 +9,7 @@
 
 // Identifies one logger: its kind, the layout of its items and the Id of its row in the
 // catalogue. It is the key of the change flags shared between logger objects.
-struct LoggerKey {
+struct QZLOGGER_EXPORT LoggerKey {
     LoggerType type = LoggerType::NONE;
     LoggerDataType dataType = LoggerDataType::NONE;
     int32_t id = 0;
@@ -26,7 +28,7 @@ struct LoggerKey {
 };
 
 // Identifies one family of loggers, the unit of a memory quota.
-struct LoggerTypeStruct {
+struct QZLOGGER_EXPORT LoggerTypeStruct {
     LoggerType type = LoggerType::NONE;
     LoggerDataType dataType = LoggerDataType::NONE;
 
@@ -44,8 +46,8 @@ struct LoggerTypeStruct {
 };
 
 // Hash functions for QHash: the key's value combined with the table's seed by XOR.
-uint qHash(const LoggerKey& key, uint seed = 0);
-uint qHash(const LoggerTypeStruct& key, uint seed = 0);
+QZLOGGER_EXPORT uint qHash(const LoggerKey& key, uint seed = 0);
+QZLOGGER_EXPORT uint qHash(const LoggerTypeStruct& key, uint seed = 0);
 
 namespace std {
 template <> struct hash<LoggerKey> {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include "TrackObject.h"
 
 #include <QList>
@@ -9,7 +11,7 @@ class LoggerBase;
 // The process-wide registry of the writer's loggers, in the order they were constructed. The
 // loggers are not owned: each one enters during its own construction and leaves in its
 // destructor.
-class LoggerList : public TrackObject {
+class QZLOGGER_EXPORT LoggerList : public TrackObject {
 public:
     static LoggerList* getInstance();
 

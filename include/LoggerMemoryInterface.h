@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include "LoggerFileInfo.h"
 #include "LoggerTypes.h"
 
@@ -10,7 +12,7 @@ class QFile;
 // The quota facade through which loggers charge the bytes they write to the account of their
 // family (LoggerType, LoggerDataType). It has no data of its own; make one wherever it is
 // needed. Only the operations that the write path calls are here so far.
-class LoggerMemoryInterface {
+class QZLOGGER_EXPORT LoggerMemoryInterface {
 public:
     LoggerMemoryInterface() = default;
     virtual ~LoggerMemoryInterface();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include "LoggerDataItems.h"
 
 #include <QString>
@@ -7,7 +9,7 @@
 
 // The narrow surface through which the writer and LoggerList reach the operator log. It holds
 // no state; every operation goes to the one LoggerOperator of the process.
-class LoggerOperatorInterface {
+class QZLOGGER_EXPORT LoggerOperatorInterface {
 public:
     LoggerOperatorInterface() = default;
     virtual ~LoggerOperatorInterface();

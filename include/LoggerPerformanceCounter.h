@@ -1,11 +1,13 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include <QMutex>
 #include <cstdint>
 
 // Measures how long transactions and file writes take. Safe across threads: the clock is read
 // outside the lock, so that waiting for the lock does not count in the measure.
-class LoggerPerformanceCounter {
+class QZLOGGER_EXPORT LoggerPerformanceCounter {
 public:
     LoggerPerformanceCounter() = default;
     virtual ~LoggerPerformanceCounter();

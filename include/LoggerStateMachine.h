@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include "LoggerState.h"
 
 // Composes the state word group by group and posts it through LoggerGlobalStates. The writer's
@@ -7,7 +9,7 @@
 //
 // setState is a read-modify-write on the local copy, not on the file: a change that another
 // party made to the file counts only after getState has refreshed the copy.
-class LoggerStateMachine {
+class QZLOGGER_EXPORT LoggerStateMachine {
 public:
     LoggerStateMachine() = default;
     virtual ~LoggerStateMachine();

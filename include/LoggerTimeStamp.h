@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include <cstdint>
 #include <ctime>
 
@@ -15,7 +17,7 @@
 // Where a double becomes a time word and the value is not finite or does not fit the 32-bit
 // word, the word is 0x80000000 (INT32_MIN): what the conversion instruction of an x86
 // processor gives for any invalid operand. Integer steps wrap instead of overflowing.
-class LoggerTimeStamp {
+class QZLOGGER_EXPORT LoggerTimeStamp {
 public:
     LoggerTimeStamp();
     explicit LoggerTimeStamp(const timespec& time);

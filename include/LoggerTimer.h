@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include "LoggerPerformanceCounter.h"
 
 #include <QMutex>
@@ -26,7 +28,7 @@
 // Threads: startTimer, stopTimer, closeTimer, setTimeout and setStarting are called by other
 // threads while the timer thread reads the flags. The four flags are atomics, and no lock spans
 // two of them; that is why startTimer() sets mStarting both before and after its wake-up.
-class LoggerTimer : public QThread {
+class QZLOGGER_EXPORT LoggerTimer : public QThread {
 public:
     LoggerTimer();
     // A fresh timer with the same state values as other: time-out and flags. The thread is not

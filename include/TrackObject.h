@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include <QString>
 #include <atomic>
 #include <memory>
@@ -16,7 +18,7 @@ class Logger;
 // Inside the library, code logs with the LOG4CXX_* macros on getLogger(); they test the level
 // before the text is built. Code that does not use log4cxx directly has the track* operations
 // and the TRACK_* macros below, which do the same.
-class TrackObject {
+class QZLOGGER_EXPORT TrackObject {
 public:
     static constexpr const char* kCategoryAccess = "Logger.Access";
     static constexpr const char* kCategoryAccessList = "Logger.AccessList";

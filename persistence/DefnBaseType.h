@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include "LoggerTypes.h"
 
 #include <QString>
@@ -13,7 +15,7 @@ class LoggerFileInfo;
 // layout of its items. The classes derived from it add the logger's identification and the list
 // of its files; mType says which of them an object is, and so which table it is stored in.
 // An object of the base class itself stands for a logger of type NONE and has no files.
-class DefnBaseType {
+class QZLOGGER_EXPORT DefnBaseType {
 public:
     DefnBaseType() = default;
     virtual ~DefnBaseType();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include "DefnBaseType.h"
 #include "LoggerFileInfoTypes.h"
 
@@ -9,7 +11,7 @@
 #include <vector>
 
 // A logger of disturbance recordings (type DISTURB): its identification and its files.
-class DefnDisturbType : public DefnBaseType {
+class QZLOGGER_EXPORT DefnDisturbType : public DefnBaseType {
 public:
     DefnDisturbType() { mType = LoggerType::DISTURB; }
     ~DefnDisturbType() override;

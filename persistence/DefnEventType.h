@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include "DefnBaseType.h"
 #include "DefnEventString.h"
 #include "LoggerFileInfoTypes.h"
@@ -12,7 +14,7 @@
 
 // A logger of alarm events (type EVENT): its identification, its files and the texts of its
 // events in the order in which they were added.
-class DefnEventType : public DefnBaseType {
+class QZLOGGER_EXPORT DefnEventType : public DefnBaseType {
 public:
     DefnEventType() { mType = LoggerType::EVENT; }
     ~DefnEventType() override;

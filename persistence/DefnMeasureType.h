@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include "DataMeasType.h"
 #include "DefnBaseType.h"
 #include "LoggerFileInfoTypes.h"
@@ -10,7 +12,7 @@
 #include <vector>
 
 // A logger of measured values (type CYCLIC): the description of its quantity and its files.
-class DefnMeasureType : public DefnBaseType {
+class QZLOGGER_EXPORT DefnMeasureType : public DefnBaseType {
 public:
     DefnMeasureType() { mType = LoggerType::CYCLIC; }
     ~DefnMeasureType() override;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include "DefnBaseType.h"
 #include "LoggerFileInfoTypes.h"
 
@@ -10,7 +12,7 @@
 
 // The operator log (type OPERATOR): one per store, so it has no identification of its own;
 // only its files.
-class DefnOperatorType : public DefnBaseType {
+class QZLOGGER_EXPORT DefnOperatorType : public DefnBaseType {
 public:
     DefnOperatorType() { mType = LoggerType::OPERATOR; }
     ~DefnOperatorType() override;

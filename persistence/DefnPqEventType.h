@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include "DefnBaseType.h"
 #include "LoggerFileInfoTypes.h"
 
@@ -9,7 +11,7 @@
 #include <vector>
 
 // A logger of power-quality events (type PQEVENT): its identification and its files.
-class DefnPqEventType : public DefnBaseType {
+class QZLOGGER_EXPORT DefnPqEventType : public DefnBaseType {
 public:
     DefnPqEventType() { mType = LoggerType::PQEVENT; }
     ~DefnPqEventType() override;

@@ -1,12 +1,14 @@
 #pragma once
 
+#include "qzlogger_export.h"
+
 #include "LoggerFileInfo.h"
 
 // The file infos of the five kinds of loggers. Each has a catalogue table of its own with the
 // columns of LoggerFileInfo, and adds no member: the class says which table a file belongs to,
 // and a new object carries the matching mType.
 
-class LoggerFileInfoMeasure : public LoggerFileInfo {
+class QZLOGGER_EXPORT LoggerFileInfoMeasure : public LoggerFileInfo {
 public:
     LoggerFileInfoMeasure() { mType = LoggerType::CYCLIC; }
     explicit LoggerFileInfoMeasure(LoggerDataType dataType) : LoggerFileInfo(dataType)
@@ -16,7 +18,7 @@ public:
     ~LoggerFileInfoMeasure() override;
 };
 
-class LoggerFileInfoEvent : public LoggerFileInfo {
+class QZLOGGER_EXPORT LoggerFileInfoEvent : public LoggerFileInfo {
 public:
     LoggerFileInfoEvent() { mType = LoggerType::EVENT; }
     explicit LoggerFileInfoEvent(LoggerDataType dataType) : LoggerFileInfo(dataType)
@@ -26,7 +28,7 @@ public:
     ~LoggerFileInfoEvent() override;
 };
 
-class LoggerFileInfoPqEvent : public LoggerFileInfo {
+class QZLOGGER_EXPORT LoggerFileInfoPqEvent : public LoggerFileInfo {
 public:
     LoggerFileInfoPqEvent() { mType = LoggerType::PQEVENT; }
     explicit LoggerFileInfoPqEvent(LoggerDataType dataType) : LoggerFileInfo(dataType)
@@ -36,7 +38,7 @@ public:
     ~LoggerFileInfoPqEvent() override;
 };
 
-class LoggerFileInfoDisturb : public LoggerFileInfo {
+class QZLOGGER_EXPORT LoggerFileInfoDisturb : public LoggerFileInfo {
 public:
     LoggerFileInfoDisturb() { mType = LoggerType::DISTURB; }
     explicit LoggerFileInfoDisturb(LoggerDataType dataType) : LoggerFileInfo(dataType)
@@ -46,7 +48,7 @@ public:
     ~LoggerFileInfoDisturb() override;
 };
 
-class LoggerFileInfoOperator : public LoggerFileInfo {
+class QZLOGGER_EXPORT LoggerFileInfoOperator : public LoggerFileInfo {
 public:
     LoggerFileInfoOperator() { mType = LoggerType::OPERATOR; }
     explicit LoggerFileInfoOperator(LoggerDataType dataType) : LoggerFileInfo(dataType)

@@ -2,15 +2,13 @@
 
 #include "DefnTypePersistance.h"
 #include "LoggerRetriedTransaction.h"
-#include "LoggerTestSeams.h"
+#include "LoggerHooks.h"
 
 #include <QThread>
 
 #include <algorithm>
 
 namespace {
-
-std::function<void(unsigned long)> sReadPauseObserver;
 
 QString number(LoggerType type)
 {
@@ -66,19 +64,15 @@ void message(const QString& text, LoggerMessageType type)
 
 } // namespace
 
-void setReadPauseObserverForTesting(std::function<void(unsigned long milliseconds)> observer)
-{
-    sReadPauseObserver = std::move(observer);
-}
-
 LoggerApiBase::LoggerApiBase() = default;
 
 LoggerApiBase::~LoggerApiBase() = default;
 
 void LoggerApiBase::readPause(unsigned long milliseconds)
 {
-    if (sReadPauseObserver) {
-        sReadPauseObserver(milliseconds);
+    const auto& observer = LoggerHooks::readPause();
+    if (observer) {
+        observer(milliseconds);
     }
     QThread::msleep(milliseconds);
 }

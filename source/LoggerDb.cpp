@@ -7,10 +7,10 @@
 #include "LoggerDebug.h"
 #include "LoggerFileSystem.h"
 #include "LoggerGlobalStates.h"
+#include "LoggerHooks.h"
 #include "LoggerRetriedTransaction.h"
 #include "LoggerSDCard.h"
 #include "LoggerSqlite.h"
-#include "LoggerTestSeams.h"
 #include "SchemaCatalog.h"
 #include "Statement.h"
 #include "Transaction.h"
@@ -34,9 +34,6 @@
 
 namespace {
 
-// Test seam: sees every message before it is filtered by type.
-std::function<void(const std::string&, LoggerMessageType)> sLoggerMessageObserver;
-
 constexpr const char* kConfigFileName = "database.xml";
 constexpr const char* kDefaultProcessIdFile = "/var/run/qzlogger.writer.pid";
 constexpr const char* kProcessIdFileVariable = "QZLOGGER_PID_FILE";
@@ -50,15 +47,9 @@ constexpr const char* kDefaultDatabaseArgument = "/var/log/odb_logger.db";
 // SQLite's busy time-out of an opened catalogue.
 constexpr int kBusyTimeoutMs = 10000;
 
-std::function<QDate()>& todaySeam()
-{
-    static std::function<QDate()> today;
-    return today;
-}
-
 QDate currentDate()
 {
-    const std::function<QDate()>& seam = todaySeam();
+    const std::function<QDate()>& seam = LoggerHooks::today();
     return seam ? seam() : QDateTime::currentDateTimeUtc().date();
 }
 
@@ -107,11 +98,6 @@ void createSchemaNow(qzdb::Database& db)
 }
 
 } // namespace
-
-void setCurrentDateForTesting(std::function<QDate()> today)
-{
-    todaySeam() = std::move(today);
-}
 
 LoggerDb::LoggerDb()
 {
@@ -810,15 +796,11 @@ double LoggerDb::getDataBaseSize() const
 // ---------------------------------------------------------------------------------------------
 // Messages and errors
 
-void setLoggerMessageObserverForTesting(std::function<void(const std::string&, LoggerMessageType)> observer)
-{
-    sLoggerMessageObserver = std::move(observer);
-}
-
 void LoggerDb::loggerMessage(const std::string& text, LoggerMessageType type)
 {
-    if (sLoggerMessageObserver) {
-        sLoggerMessageObserver(text, type);
+    const auto& observer = LoggerHooks::loggerMessage();
+    if (observer) {
+        observer(text, type);
     }
     switch (type) {
     case LOGGER_MESSAGE_ROUTINE:

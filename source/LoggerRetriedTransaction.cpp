@@ -3,7 +3,7 @@
 #include "Database.h"
 #include "DatabaseExceptions.h"
 #include "LoggerDb.h"
-#include "LoggerTestSeams.h"
+#include "LoggerHooks.h"
 #include "Transaction.h"
 
 #include <QMutexLocker>
@@ -20,21 +20,9 @@ namespace {
 // the first waits give it the most room.
 constexpr int kRetryCount = 501;
 
-std::function<void(unsigned long)>& sleepSeam()
-{
-    static std::function<void(unsigned long)> sleep;
-    return sleep;
-}
-
-std::function<void(const std::string&, LoggerMessageType)>& messageSeam()
-{
-    static std::function<void(const std::string&, LoggerMessageType)> observer;
-    return observer;
-}
-
 void retrySleep(unsigned long milliseconds)
 {
-    const auto& sleep = sleepSeam();
+    const auto& sleep = LoggerHooks::retrySleep();
     if (sleep)
         sleep(milliseconds);
     else
@@ -43,7 +31,7 @@ void retrySleep(unsigned long milliseconds)
 
 void frameMessage(const std::string& text, LoggerMessageType type)
 {
-    const auto& observer = messageSeam();
+    const auto& observer = LoggerHooks::retryMessage();
     if (observer)
         observer(text, type);
     LoggerDb::getInstance().loggerMessage(text, type);
@@ -69,16 +57,6 @@ private:
 };
 
 } // namespace
-
-void setRetrySleepForTesting(std::function<void(unsigned long)> sleep)
-{
-    sleepSeam() = std::move(sleep);
-}
-
-void setRetryMessageObserverForTesting(std::function<void(const std::string&, LoggerMessageType)> observer)
-{
-    messageSeam() = std::move(observer);
-}
 
 bool retriedTransaction(const std::string& description, const std::function<bool()>& body)
 {

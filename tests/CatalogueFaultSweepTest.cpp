@@ -12,7 +12,7 @@
 // or on a card on which a clean run has written already, so that the logger picks up its type
 // and files. QZLOGGER_SWEEP_STRIDE runs only every so many N (for a quick look; default 1, all).
 
-#include "../source/LoggerTestSeams.h"
+#include "LoggerTestSeams.h"
 #include "ChildTestProcess.h"
 #include "Database.h"
 #include "DatabaseExceptions.h"

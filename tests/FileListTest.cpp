@@ -3,7 +3,7 @@
 // files under a fresh root; the logger's type is held in memory, as a reader holds it after
 // loading it from the catalogue.
 
-#include "../source/LoggerTestSeams.h"
+#include "LoggerTestSeams.h"
 #include "DataFileBuilder.h"
 #include "DataItemsCalculator.h"
 #include "DefnBaseType.h"

@@ -1,5 +1,5 @@
 #include "LoggerApiInterface.h"
-#include "../source/LoggerTestSeams.h"
+#include "LoggerTestSeams.h"
 #include "LogCapture.h"
 #include "LoggerApi.h"
 #include "LoggerDb.h"

@@ -4,7 +4,7 @@
 
 #include "LoggerDb.h"
 
-#include "../source/LoggerTestSeams.h"
+#include "LoggerTestSeams.h"
 #include "CatalogueMapping.h"
 #include "Database.h"
 #include "DatabaseExceptions.h"

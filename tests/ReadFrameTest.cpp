@@ -3,7 +3,7 @@
 // (DataFileBuilder) and catalogued as the writer catalogues them; each test runs in a process
 // of its own.
 
-#include "../source/LoggerTestSeams.h"
+#include "LoggerTestSeams.h"
 #include "CataloguedFiles.h"
 #include "DataFileBuilder.h"
 #include "DefnBaseType.h"

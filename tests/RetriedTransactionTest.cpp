@@ -4,7 +4,7 @@
 
 #include "LoggerRetriedTransaction.h"
 
-#include "../source/LoggerTestSeams.h"
+#include "LoggerTestSeams.h"
 #include "CatalogueMapping.h"
 #include "ChildTestProcess.h"
 #include "Database.h"

@@ -5,7 +5,7 @@
 // what was read. The cuts are made by a file layer of the test that truncates the file right
 // before a chosen read, and at the read API's own moment between its two passes.
 
-#include "../source/LoggerTestSeams.h"
+#include "LoggerTestSeams.h"
 #include "CataloguedFiles.h"
 #include "DataFileBuilder.h"
 #include "DefnBaseType.h"

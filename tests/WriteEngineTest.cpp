@@ -7,6 +7,7 @@
 #include "DefnBaseType.h"
 #include "DefnTypePersistance.h"
 #include "LogCapture.h"
+#include "LoggerAccess.h"
 #include "LoggerBase.h"
 #include "LoggerDb.h"
 #include "LoggerFileSystem.h"

@@ -15,6 +15,7 @@
 #include "DefnTypePersistance.h"
 #include "FaultInjectingFileIo.h"
 #include "LogCapture.h"
+#include "LoggerAccess.h"
 #include "LoggerApiInterface.h"
 #include "LoggerDataItems.h"
 #include "LoggerDb.h"

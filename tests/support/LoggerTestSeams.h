@@ -1,10 +1,9 @@
 #pragma once
 
 // Seams that the library's own tests use to observe and speed up what is otherwise bound to the
-// wall clock. Not installed and not part of the library's interface: only the test programs
-// include this file, by its path in the source tree. Each setter takes an empty function to
-// restore the real behaviour. Set them before the code under test runs, from the thread that
-// runs it; they are not synchronised.
+// wall clock. They fill the store's hooks and exist only in the test support: the shipped library
+// has no such functions. Each setter takes an empty function to restore the real behaviour. Set
+// them before the code under test runs, from the thread that runs it; they are not synchronised.
 
 #include "LoggerTypes.h"
 
