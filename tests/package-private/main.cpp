@@ -1,0 +1,8 @@
+#include <qzlogger.h>
+
+#include "@PRIVATE_HEADER@"
+
+int main()
+{
+    return 0;
+}
