@@ -83,46 +83,6 @@ LoggerAccess::~LoggerAccess() = default;
 
 // --- plain state
 
-std::shared_ptr<LoggerFileInfo> LoggerAccess::getCurrentFileInfo()
-{
-    return mCurrentFileInfo;
-}
-
-std::shared_ptr<DefnBaseType> LoggerAccess::getCurrentBaseType()
-{
-    return mCurrentBaseType;
-}
-
-void LoggerAccess::setCurrentFileInfo(std::shared_ptr<LoggerFileInfo> fileInfo)
-{
-    mCurrentFileInfo = std::move(fileInfo);
-}
-
-void LoggerAccess::setCurrentBaseType(std::shared_ptr<DefnBaseType> baseType)
-{
-    mCurrentBaseType = std::move(baseType);
-}
-
-bool LoggerAccess::isCurrentFileInfoNull()
-{
-    return mCurrentFileInfo == nullptr;
-}
-
-bool LoggerAccess::isCurrentBaseTypeNull()
-{
-    return mCurrentBaseType == nullptr;
-}
-
-timespec LoggerAccess::getCurrentUtcStart()
-{
-    return getCurrentFileInfoUtcStart();
-}
-
-timespec LoggerAccess::getCurrentUtcEnd()
-{
-    return getCurrentFileInfoUtcEnd();
-}
-
 timespec LoggerAccess::getCurrentBaseTypeUtcStart()
 {
     const auto type = mCurrentBaseType;
@@ -161,16 +121,6 @@ timespec LoggerAccess::getCurrentFileInfoUtcEnd()
     return file ? static_cast<timespec>(file->UtcEnd) : zeroTime();
 }
 
-void LoggerAccess::setCurrentFileInfoUtcStart(timespec utc)
-{
-    setFileInfoUtcStart(utc, mCurrentFileInfo);
-}
-
-void LoggerAccess::setCurrentFileInfoUtcEnd(timespec utc)
-{
-    setFileInfoUtcEnd(utc, mCurrentFileInfo);
-}
-
 void LoggerAccess::setFileInfoUtcStart(timespec utc, std::shared_ptr<LoggerFileInfo> fileInfo)
 {
     if (fileInfo) {
@@ -202,26 +152,6 @@ void LoggerAccess::setCurrentFileInfoFirstDataItem(bool firstDataItem)
     if (const auto file = mCurrentFileInfo) {
         file->mFirstDataItem = firstDataItem;
     }
-}
-
-LoggerType LoggerAccess::getLoggerType()
-{
-    return mLoggerType;
-}
-
-LoggerDataType LoggerAccess::getLoggerDataType()
-{
-    return mLoggerDataType;
-}
-
-int LoggerAccess::getDataBlockSize() const
-{
-    return mDataBlockSize;
-}
-
-QMutex* LoggerAccess::getSaveAccess()
-{
-    return &mSaveAccess;
 }
 
 int LoggerAccess::getId()
@@ -276,102 +206,6 @@ timespec LoggerAccess::getCurrentTime()
         static_cast<time_t>(days * 86400 + time.hour() * 3600 + time.minute() * 60 + time.second());
     current.tv_nsec = 0;
     return current;
-}
-
-QFile& LoggerAccess::getFile()
-{
-    return mFile;
-}
-
-int LoggerAccess::getSubType() const
-{
-    return mSubType;
-}
-
-void LoggerAccess::setSubType(int subType)
-{
-    mSubType = subType;
-}
-
-int LoggerAccess::getBaseTypeId() const
-{
-    return mBaseTypeId;
-}
-
-double LoggerAccess::getLoggerInterval() const
-{
-    return mLoggerInterval;
-}
-
-bool LoggerAccess::isNewBaseTypeRange() const
-{
-    return mNewBaseTypeRange;
-}
-
-void LoggerAccess::setNewBaseTypeRange(bool newBaseTypeRange)
-{
-    mNewBaseTypeRange = newBaseTypeRange;
-}
-
-int LoggerAccess::getCurrentFileSize() const
-{
-    return mCurrentFileSize;
-}
-
-int LoggerAccess::getUniqueId() const
-{
-    return mUniqueId;
-}
-
-void LoggerAccess::setUniqueId(int uniqueId)
-{
-    mUniqueId = uniqueId;
-}
-
-int LoggerAccess::getLastWritePosition() const
-{
-    return mFilePosition;
-}
-
-void LoggerAccess::setLastWritePosition(int position)
-{
-    mFilePosition = position;
-}
-
-float LoggerAccess::getScaleVoltage() const
-{
-    return mScaleVoltage;
-}
-
-float LoggerAccess::getScaleCurrent() const
-{
-    return mScaleCurrent;
-}
-
-void LoggerAccess::setScales(float scaleVoltage, float scaleCurrent)
-{
-    mScaleVoltage = scaleVoltage;
-    mScaleCurrent = scaleCurrent;
-}
-
-int64_t LoggerAccess::getBytesWritten() const
-{
-    return mBytesWritten;
-}
-
-QString LoggerAccess::getProcessName() const
-{
-    return mProcessName;
-}
-
-bool LoggerAccess::isOnlyOneFileLogged() const
-{
-    return mOnlyOneFileLogged;
-}
-
-void LoggerAccess::setOnlyOneFileLogged(bool logged)
-{
-    mOnlyOneFileLogged = logged;
 }
 
 // --- lifecycle
