@@ -257,105 +257,21 @@ bool LoggerDb::initialize(const QString& disk, const QString& path, const QStrin
         }
         checkUtc();
 
-        // The card: its service reports whether it is mounted, where, and the logger's folder.
-        // A client made here has no one else to connect it to the service; one that exists keeps
-        // the connection its maker gave it, so that a reader that opens anew after each restart
-        // of the writer does not ask the bus again every time.
-        if (mLoggerSDCard == nullptr) {
-            mLoggerSDCard = LoggerSDCard::createInstance();
-            if (mLoggerSDCard != nullptr)
-                mLoggerSDCard->initializeInterface();
-        }
-        if (mLoggerSDCard == nullptr || !mLoggerSDCard->isInitialized()) {
-            if (mWriter) {
-                loggerMessage("LoggerSDCard is not initialized", LOGGER_MESSAGE_INFO);
-                setLoggerState(LOGGER_STATE_DB_FAILED);
-                setReadable(false);
-                return false;
-            }
-            loggerMessage("LoggerSDCard is not initialized", LOGGER_MESSAGE_WARN);
-        } else {
-            if (mLoggerSDCard->readState() != SDC_MOUNTED) {
-                loggerMessage("cannot initialize database because sdcard is not mounted",
-                              LOGGER_MESSAGE_INFO);
-                return false;
-            }
-            if (mWriter)
-                setLoggerState(LOGGER_STATE_SD_MOUNTED);
-            mDiskName = mLoggerSDCard->readMountPoint();
-            mPath = mLoggerSDCard->readLoggerPath();
-            mLoggerSDCard->readLoggerSize();
-        }
+        if (!readCardLocation())
+            return false;
 
         if (!getProcessId()) {
             loggerMessage("cannot write Process ID to File", LOGGER_MESSAGE_FATAL);
             return false;
         }
 
-        // What the caller names wins over what the card reported.
-        mDropSchema = dropSchema;
-        if (!disk.isEmpty()) {
-            mDiskName = disk;
-            loggerMessage("Given mount point: " + disk.toStdString(), LOGGER_MESSAGE_INFO);
-        }
-        if (!path.isEmpty()) {
-            mPath = path;
-            loggerMessage("Given path: " + path.toStdString(), LOGGER_MESSAGE_INFO);
-        }
-        if (!dataFolder.isEmpty())
-            mFileDir = dataFolder;
-        if (!dbName.isEmpty())
-            mDbName = dbName;
-
-        // Never write into the empty mount point of a card that is gone.
-        const CheckMountPath mountPath(mDiskName);
-        if (!QDir(mDiskName).exists() || !mountPath.isMounted()) {
-            loggerMessage("mDatabasePath = " + mPath.toStdString(), LOGGER_MESSAGE_INFO);
-            logDatabaseState(DATABASE_PATH_DOES_NOT_EXIST);
-            if (mWriter)
-                setLoggerState(LOGGER_STATE_DB_FAILED);
+        takeGivenLocation(disk, path, dataFolder, dbName, dropSchema);
+        if (!checkMountedDisk())
             return false;
-        }
 
         LoggerFileSystem::setPath(getDataFolder());
-
-        char arguments[kArgumentCount][kArgumentSize] = {};
-        char* argv[kArgumentCount] = {arguments[0], arguments[1], arguments[2]};
-        int argc = kArgumentCount;
-        getArgument(QStringLiteral("--database"), arguments[1], kArgumentSize);
-        getArgument(QString::fromLatin1(kDefaultDatabaseArgument), arguments[2], kArgumentSize);
-        getArgument(getFullDbName(), arguments[2], kArgumentSize);
-
-        const bool existed = exists();
-        databaseExistsMessage(existed);
-
-        openCatalogue(argc, argv);
-
-        // Counted at every opening, a reader's re-opening included; closing counts nothing.
-        if (getDb() != nullptr) {
-            setDatabaseTimeout(kBusyTimeoutMs);
-            incrementOpenedFiles();
-        }
-
-        if (getDb() == nullptr) {
-            setError(QStringLiteral("database = nullptr"));
-            logDatabaseState(DATABASE_NOT_INITIALIZED);
-            mInitialized = false;
-            if (mWriter) {
-                setLoggerState(LOGGER_STATE_DB_FAILED);
-                setReadable(false);
-            }
-            return false;
-        }
-
-        mInitialized = true;
-        logDatabaseState(DATABASE_INITIALIZED);
-        if (mWriter) {
-            setLoggerState(LOGGER_STATE_DB_INITIALIZED);
-            setReadable(true);
-        }
-        checkComplexHarmonics();
-        return true;
+        openCatalogueAtFullDbName();
+        return completeOpening();
     } catch (const qzdb::Exception& e) {
         loggerMessage(std::string("odb::exception=") + e.what(), LOGGER_MESSAGE_ERROR);
         logDatabaseState(DATABASE_NOT_INITIALIZED);
@@ -365,6 +281,115 @@ bool LoggerDb::initialize(const QString& disk, const QString& path, const QStrin
         setLoggerState(LOGGER_STATE_DB_FAILED);
         return false;
     }
+}
+
+// The card: its service reports whether it is mounted, where, and the logger's folder. A client
+// made here has no one else to connect it to the service; one that exists keeps the connection
+// its maker gave it, so that a reader that opens anew after each restart of the writer does not
+// ask the bus again every time.
+bool LoggerDb::readCardLocation()
+{
+    if (mLoggerSDCard == nullptr) {
+        mLoggerSDCard = LoggerSDCard::createInstance();
+        if (mLoggerSDCard != nullptr)
+            mLoggerSDCard->initializeInterface();
+    }
+    if (mLoggerSDCard == nullptr || !mLoggerSDCard->isInitialized()) {
+        if (mWriter) {
+            loggerMessage("LoggerSDCard is not initialized", LOGGER_MESSAGE_INFO);
+            setLoggerState(LOGGER_STATE_DB_FAILED);
+            setReadable(false);
+            return false;
+        }
+        loggerMessage("LoggerSDCard is not initialized", LOGGER_MESSAGE_WARN);
+        return true;
+    }
+    if (mLoggerSDCard->readState() != SDC_MOUNTED) {
+        loggerMessage("cannot initialize database because sdcard is not mounted", LOGGER_MESSAGE_INFO);
+        return false;
+    }
+    if (mWriter)
+        setLoggerState(LOGGER_STATE_SD_MOUNTED);
+    mDiskName = mLoggerSDCard->readMountPoint();
+    mPath = mLoggerSDCard->readLoggerPath();
+    mLoggerSDCard->readLoggerSize();
+    return true;
+}
+
+// What the caller names wins over what the card reported.
+void LoggerDb::takeGivenLocation(const QString& disk, const QString& path, const QString& dataFolder,
+                                 const QString& dbName, bool dropSchema)
+{
+    mDropSchema = dropSchema;
+    if (!disk.isEmpty()) {
+        mDiskName = disk;
+        loggerMessage("Given mount point: " + disk.toStdString(), LOGGER_MESSAGE_INFO);
+    }
+    if (!path.isEmpty()) {
+        mPath = path;
+        loggerMessage("Given path: " + path.toStdString(), LOGGER_MESSAGE_INFO);
+    }
+    if (!dataFolder.isEmpty())
+        mFileDir = dataFolder;
+    if (!dbName.isEmpty())
+        mDbName = dbName;
+}
+
+// Never write into the empty mount point of a card that is gone.
+bool LoggerDb::checkMountedDisk()
+{
+    const CheckMountPath mountPath(mDiskName);
+    if (QDir(mDiskName).exists() && mountPath.isMounted())
+        return true;
+    loggerMessage("mDatabasePath = " + mPath.toStdString(), LOGGER_MESSAGE_INFO);
+    logDatabaseState(DATABASE_PATH_DOES_NOT_EXIST);
+    if (mWriter)
+        setLoggerState(LOGGER_STATE_DB_FAILED);
+    return false;
+}
+
+void LoggerDb::openCatalogueAtFullDbName()
+{
+    char arguments[kArgumentCount][kArgumentSize] = {};
+    char* argv[kArgumentCount] = {arguments[0], arguments[1], arguments[2]};
+    int argc = kArgumentCount;
+    getArgument(QStringLiteral("--database"), arguments[1], kArgumentSize);
+    getArgument(QString::fromLatin1(kDefaultDatabaseArgument), arguments[2], kArgumentSize);
+    getArgument(getFullDbName(), arguments[2], kArgumentSize);
+
+    const bool existed = exists();
+    databaseExistsMessage(existed);
+
+    openCatalogue(argc, argv);
+
+    // Counted at every opening, a reader's re-opening included; closing counts nothing.
+    if (getDb() != nullptr) {
+        setDatabaseTimeout(kBusyTimeoutMs);
+        incrementOpenedFiles();
+    }
+}
+
+bool LoggerDb::completeOpening()
+{
+    if (getDb() == nullptr) {
+        setError(QStringLiteral("database = nullptr"));
+        logDatabaseState(DATABASE_NOT_INITIALIZED);
+        mInitialized = false;
+        if (mWriter) {
+            setLoggerState(LOGGER_STATE_DB_FAILED);
+            setReadable(false);
+        }
+        return false;
+    }
+
+    mInitialized = true;
+    logDatabaseState(DATABASE_INITIALIZED);
+    if (mWriter) {
+        setLoggerState(LOGGER_STATE_DB_INITIALIZED);
+        setReadable(true);
+    }
+    checkComplexHarmonics();
+    return true;
 }
 
 void LoggerDb::openCatalogue(int& argc, char** argv)
