@@ -194,6 +194,22 @@ private:
                           const timespec& typeEnd);
     void construct(LoggerType loggerType, LoggerDataType loggerDataType, int dataBlockSize);
     void failInitialization(const std::string& text);
+    // The steps of initializeLogger. Each false has set the state of a failed logger.
+    // buildCurrentBaseType makes the in-memory type of the identification.
+    bool buildCurrentBaseType(QString& id);
+    // Makes the newest catalogued type of the identification current, or stores a first one.
+    bool loadOrPersistBaseType(const QString& id, const std::string& description, int& filesWalked);
+    // Drops the catalogue rows of missing files, takes the range of each remaining file from the
+    // file and makes the newest current; begins a new file where none remained. The number of
+    // files taken up.
+    int readCataloguedFiles();
+    // Opens the current file and takes the newest accepted time from the files; begins a new file
+    // where the item size changed.
+    bool openNewestFile(int& filesWalked);
+    // Stores the state of the opened file and decides whether the type's range starts anew.
+    void resumeNewestFile(const std::string& description, int filesWalked);
+    // Enables the logger where the catalogue keeps no rows of missing files.
+    void completeInitialization(const QString& name);
     void addToDebugFile(const QString& name);
     std::string nameString();
 };

@@ -177,73 +177,101 @@ bool LoggerBase::initializeLogger()
         mAccess->setUniqueId(mNonVolatile->readUniqueId());
     }
 
+    // How many files of the catalogue were taken up; none for a logger seen the first time or a
+    // file just made.
+    int filesWalked = 0;
+    if (!buildCurrentBaseType(id) || !loadOrPersistBaseType(id, description, filesWalked)) {
+        return true;
+    }
+    if (mAccess->isCurrentFileInfoNull()) {
+        failInitialization("CurrentFileInfo=nullptr");
+        return true;
+    }
+
+    const bool opened = openNewestFile(filesWalked);
+    mAccess->getFilesTimeRange();
+    if (!opened) {
+        createNewFile(timeOrClock(mCurrentUtc), getLoggerDataType());
+    } else {
+        resumeNewestFile(description, filesWalked);
+    }
+    completeInitialization(name);
+    return true;
+}
+
+bool LoggerBase::buildCurrentBaseType(QString& id)
+{
     DataMeasType measType = getDataMeasType(id);
     mAccess->createCurrentBaseType(id, measType);
     if (mAccess->isCurrentBaseTypeNull()) {
         mLoggerState = LOGGER_STATE_LOGGER_FAILED;
         message("Basetype==nullptr", LOGGER_MESSAGE_FATAL);
         mEnabled = false;
-        return true;
+        return false;
     }
+    return true;
+}
 
+bool LoggerBase::loadOrPersistBaseType(const QString& id, const std::string& description, int& filesWalked)
+{
     std::vector<DefnBaseType> types =
         DefnTypePersistance().readBaseTypes(getLoggerType(), getLoggerDataType(), id, true);
-    // How many files of the catalogue were taken up; none for a logger seen the first time or a
-    // file just made.
-    int filesWalked = 0;
     if (types.empty()) {
         if (!mAccess->persistBaseType(false, getDataBlockSize(), description, mZeroCreated)) {
             failInitialization("Cannot persist BaseType");
-            return true;
+            return false;
         }
-    } else {
-        mAccess->getNewestBaseType(types, description);
-        setLoggerInterval();
-        if (mAccess->isCurrentBaseTypeNull()) {
-            failInitialization("Base Type is nullptr");
-            return true;
-        }
-        setLoggerInterval();
-        const int numFiles = mAccess->getFileListSize();
-        if (numFiles == 0) {
-            // The catalogue knows the type but none of its files.
-            LoggerDb::getInstance().setError(QStringLiteral("logger file recreated"));
-            message("initializeLogger: logger file recreated", LOGGER_MESSAGE_FATAL);
-            if (!mAccess->persistBaseType(false, getDataBlockSize(), description, false)) {
-                failInitialization("Cannot persist BaseType");
-                return true;
-            }
-        } else {
-            mAccess->removeNonExistingFileInfos();
-            const int remaining = mAccess->getFileListSize();
-            if (remaining <= 0) {
-                mEnabled = true;
-                createNewFile(mCurrentUtc, getLoggerDataType());
-            } else {
-                const auto type = mAccess->getCurrentBaseType();
-                for (int index = 0; index < remaining; ++index) {
-                    const auto entry = type->getFileInfo(index);
-                    mAccess->readFileInfo(entry);
-                    LoggerDebug::logFileInfo(entry, index, LOGGER_MESSAGE_ROUTINE);
-                }
-                filesWalked = remaining;
-                mAccess->getNewestFileInfo();
-                // The files are the truth after a power cut: the range they hold goes to the
-                // catalogue with their rows. The first question about a logger's change flag in
-                // a process says "changed", so the store of the state further down reloads the
-                // type from the catalogue, and would otherwise bring back the range the
-                // catalogue had before the cut.
-                mAccess->getFilesTimeRange();
-                mAccess->updateAllDatabaseEntities();
-            }
-        }
-    }
-
-    if (mAccess->isCurrentFileInfoNull()) {
-        failInitialization("CurrentFileInfo=nullptr");
         return true;
     }
+    mAccess->getNewestBaseType(types, description);
+    setLoggerInterval();
+    if (mAccess->isCurrentBaseTypeNull()) {
+        failInitialization("Base Type is nullptr");
+        return false;
+    }
+    setLoggerInterval();
+    const int numFiles = mAccess->getFileListSize();
+    if (numFiles == 0) {
+        // The catalogue knows the type but none of its files.
+        LoggerDb::getInstance().setError(QStringLiteral("logger file recreated"));
+        message("initializeLogger: logger file recreated", LOGGER_MESSAGE_FATAL);
+        if (!mAccess->persistBaseType(false, getDataBlockSize(), description, false)) {
+            failInitialization("Cannot persist BaseType");
+            return false;
+        }
+        return true;
+    }
+    filesWalked = readCataloguedFiles();
+    return true;
+}
 
+int LoggerBase::readCataloguedFiles()
+{
+    mAccess->removeNonExistingFileInfos();
+    const int remaining = mAccess->getFileListSize();
+    if (remaining <= 0) {
+        mEnabled = true;
+        createNewFile(mCurrentUtc, getLoggerDataType());
+        return 0;
+    }
+    const auto type = mAccess->getCurrentBaseType();
+    for (int index = 0; index < remaining; ++index) {
+        const auto entry = type->getFileInfo(index);
+        mAccess->readFileInfo(entry);
+        LoggerDebug::logFileInfo(entry, index, LOGGER_MESSAGE_ROUTINE);
+    }
+    mAccess->getNewestFileInfo();
+    // The files are the truth after a power cut: the range they hold goes to the catalogue with
+    // their rows. The first question about a logger's change flag in a process says "changed",
+    // so the store of the state further down reloads the type from the catalogue, and would
+    // otherwise bring back the range the catalogue had before the cut.
+    mAccess->getFilesTimeRange();
+    mAccess->updateAllDatabaseEntities();
+    return remaining;
+}
+
+bool LoggerBase::openNewestFile(int& filesWalked)
+{
     mAccess->readCurrentFileInfo();
     const bool opened = openCurrentFile(true, true, false);
     mCurrentUtc = mAccess->getCurrentFileInfoUtcEnd();
@@ -261,29 +289,31 @@ bool LoggerBase::initializeLogger()
         createNewFile(timeOrClock(mCurrentUtc), getLoggerDataType());
         filesWalked = 0;
     }
-    mAccess->getFilesTimeRange();
+    return opened;
+}
 
-    if (!opened) {
-        createNewFile(timeOrClock(mCurrentUtc), getLoggerDataType());
-    } else {
-        const bool updated = mAccess->updateCurrentDatas(description);
-        setLoggerInterval();
-        if (!updated) {
-            const auto file = mAccess->getCurrentFileInfo();
-            message("cannot open file " +
-                        (file ? LoggerFileSystem::getFullFileName(file.get()).toStdString() : std::string()),
-                    LOGGER_MESSAGE_ERROR);
-        }
-        if (filesWalked == 0) {
-            mAccess->setNewBaseTypeRange(true);
-        } else if (filesWalked == 1) {
-            mAccess->setNewBaseTypeRange(mAccess->getCurrentFileInfoFirstDataItem());
-        } else {
-            mAccess->setNewBaseTypeRange(mAccess->isCurrentBaseTypeZeroRange());
-        }
-        LoggerDb::getInstance().incrementOpenedFiles();
+void LoggerBase::resumeNewestFile(const std::string& description, int filesWalked)
+{
+    const bool updated = mAccess->updateCurrentDatas(description);
+    setLoggerInterval();
+    if (!updated) {
+        const auto file = mAccess->getCurrentFileInfo();
+        message("cannot open file " +
+                    (file ? LoggerFileSystem::getFullFileName(file.get()).toStdString() : std::string()),
+                LOGGER_MESSAGE_ERROR);
     }
+    if (filesWalked == 0) {
+        mAccess->setNewBaseTypeRange(true);
+    } else if (filesWalked == 1) {
+        mAccess->setNewBaseTypeRange(mAccess->getCurrentFileInfoFirstDataItem());
+    } else {
+        mAccess->setNewBaseTypeRange(mAccess->isCurrentBaseTypeZeroRange());
+    }
+    LoggerDb::getInstance().incrementOpenedFiles();
+}
 
+void LoggerBase::completeInitialization(const QString& name)
+{
     const bool ok = mAccess->removeMissingFileEntries();
     if (ok) {
         mEnabled = true;
@@ -296,7 +326,6 @@ bool LoggerBase::initializeLogger()
     if (mMobile && !mStarted) {
         closeFile();
     }
-    return true;
 }
 
 void LoggerBase::addToDebugFile(const QString& name)
