@@ -192,6 +192,21 @@ protected:
 private:
     void updateTimeRanges(const timespec& first, const timespec& last, const timespec& typeStart,
                           const timespec& typeEnd);
+    // The steps of writeDatas. writeInParts writes a block of more than limit items in parts of
+    // limit items; only the last part may begin a new file.
+    PtrLoggerFileInfo writeInParts(const char* data, int numItems, int limit, int block, bool checkOrder);
+    // Checks the block's stamps in turn against the newest accepted time, which moves along with
+    // them; false at the first stamp out of order.
+    bool acceptInOrder(const char* data, int numItems, int block);
+    // Begins the new file that the day count, the size or changed scales ask for, and removes the
+    // file being left where it never took an item. False, with the reasons kept, where the new
+    // file could not be made.
+    bool leaveForNewFile(const timespec& first, const timespec& last, const timespec& typeEnd,
+                         bool sizeExceeded, const PtrLoggerFileInfo& fileBefore, bool fileBeforeEmpty);
+    // Opens the current file where it is closed.
+    bool openFileForBlock(bool readUpdate);
+    // Appends the block and stores the running item number, timed as a file write.
+    void writeBlock(const char* data, int numItems, int numBytes);
     void construct(LoggerType loggerType, LoggerDataType loggerDataType, int dataBlockSize);
     void failInitialization(const std::string& text);
     // The steps of initializeLogger. Each false has set the state of a failed logger.

@@ -51,6 +51,17 @@ timespec stampOfItem(const char* data, int index, int blockSize)
     return stamp;
 }
 
+// The most items that one write takes at once: two items more than fit in a file. A split part
+// may carry a file slightly over the limit, since only the last part may begin a new file. The
+// split bounds a single write; it does not fill files exactly. The part's bytes are an int: a
+// part never holds more items than an int of bytes takes.
+int partLimit(int maximumFileSize, int block)
+{
+    const int itemsPerFile =
+        (std::max(maximumFileSize, LoggerBase::kHeaderSize) - LoggerBase::kHeaderSize) / block;
+    return std::min(itemsPerFile, INT32_MAX / block - 2) + 2;
+}
+
 } // namespace
 
 // The first block of a file starts its range; the type's range widens to take in the block, and
@@ -100,27 +111,11 @@ PtrLoggerFileInfo LoggerBase::writeDatas(const char* data, int numItems, bool al
         // An item too small to hold its time stamp can't be ordered or dated.
         return nullptr;
     }
-    // Two items more than fit in a file: a split part may carry a file slightly over the limit,
-    // since only the last part may begin a new file. The split bounds a single write; it does
-    // not fill files exactly.
-    // The part's bytes are an int: a part never holds more items than an int of bytes takes.
-    const int itemsPerFile = (std::max(mMaximumFileSize, kHeaderSize) - kHeaderSize) / block;
-    const int limit = std::min(itemsPerFile, INT32_MAX / block - 2) + 2;
+    const int limit = partLimit(mMaximumFileSize, block);
     mFirstWriteAfterStart = false;
 
     if (numItems > limit) {
-        int offset = 0;
-        int remaining = numItems;
-        while (remaining > limit) {
-            if (!writeDatas(data + static_cast<size_t>(offset) * static_cast<size_t>(block), limit, false,
-                            checkOrder)) {
-                return nullptr;
-            }
-            offset += limit;
-            remaining -= limit;
-        }
-        return writeDatas(data + static_cast<size_t>(offset) * static_cast<size_t>(block), remaining, true,
-                          checkOrder);
+        return writeInParts(data, numItems, limit, block, checkOrder);
     }
     if (numItems < 1 || data == nullptr) {
         return nullptr;
@@ -136,17 +131,8 @@ PtrLoggerFileInfo LoggerBase::writeDatas(const char* data, int numItems, bool al
     const bool sizeExceeded = mAccess->getFilePosition() > mMaximumFileSize;
 
     // A type whose range was not yet set from real data takes any first block.
-    if (checkOrder && !mAccess->isNewBaseTypeRange()) {
-        if (!checkUtcOrder(first)) {
-            return nullptr;
-        }
-        for (int index = 0; index < numItems; ++index) {
-            const timespec stamp = stampOfItem(data, index, block);
-            if (!checkUtcOrder(stamp)) {
-                return nullptr;
-            }
-            mCurrentUtc = stamp;
-        }
+    if (checkOrder && !mAccess->isNewBaseTypeRange() && !acceptInOrder(data, numItems, block)) {
+        return nullptr;
     }
     mCurrentUtc = last;
 
@@ -157,51 +143,103 @@ PtrLoggerFileInfo LoggerBase::writeDatas(const char* data, int numItems, bool al
     const bool fileBeforeEmpty = mAccess->getCurrentFileInfoFirstDataItem();
     updateTimeRanges(first, last, typeStart, typeEnd);
 
-    if ((mDayChanged || sizeExceeded || mHeaderChanged) && allowNewFile) {
-        const QString reason = LoggerDebug::getNewFileReason(mDayChanged, mHeaderChanged, sizeExceeded,
-                                                             mAccess->getFilePosition(), getLoggerName());
-        debugMessage(reason);
-        const bool dayChanged = mDayChanged;
-        const bool headerChanged = mHeaderChanged;
-        mDayChanged = false;
-        mHeaderChanged = false;
-        // The old end of the type names the day folder and creation stamp of the new file. A
-        // type without an item has no end yet; its first block then dates the file by its own
-        // first item, rather than asking for a file of 1970 that would be refused.
-        if (!createNewFile(isZero(typeEnd) ? first : typeEnd, getLoggerDataType())) {
-            // Nothing of the block was written, and the logger stays in its file: the next
-            // block asks for the new file again.
-            mDayChanged = dayChanged;
-            mHeaderChanged = headerChanged;
-            return nullptr;
-        }
-        mAccess->setCurrentFileInfoUtcStart(first);
-        mAccess->setCurrentFileInfoUtcEnd(last);
-        if (fileBeforeEmpty) {
-            // The file being left never took an item (its scales changed before the first
-            // one). Left behind, it would look like the newest file, being empty, and draw
-            // the following blocks back to itself: it goes.
-            mAccess->removeEmptyFile(fileBefore);
-        }
+    if ((mDayChanged || sizeExceeded || mHeaderChanged) && allowNewFile &&
+        !leaveForNewFile(first, last, typeEnd, sizeExceeded, fileBefore, fileBeforeEmpty)) {
+        return nullptr;
     }
 
-    if (!mAccess->getFile().isOpen()) {
-        if (!openCurrentFile(true, false, false)) {
-            return nullptr;
-        }
-        LoggerDb::getInstance().incrementOpenedFiles();
+    if (!openFileForBlock(false)) {
+        return nullptr;
     }
-
-    LoggerFileSystem::mWritePerformance.startTimer();
-    mAccess->writeDatas(data, numItems, numItems * block);
-    if (mNonVolatile) {
-        mNonVolatile->writeUniqueId(mAccess->getUniqueId());
-    }
-    LoggerFileSystem::mWritePerformance.stopTimer();
+    writeBlock(data, numItems, numItems * block);
 
     mAccess->setCurrentFileInfoFirstDataItem(false);
     debugTransactionTime("writeDatas");
     return mAccess->getCurrentFileInfo();
+}
+
+PtrLoggerFileInfo LoggerBase::writeInParts(const char* data, int numItems, int limit, int block,
+                                           bool checkOrder)
+{
+    int offset = 0;
+    int remaining = numItems;
+    while (remaining > limit) {
+        if (!writeDatas(data + static_cast<size_t>(offset) * static_cast<size_t>(block), limit, false,
+                        checkOrder)) {
+            return nullptr;
+        }
+        offset += limit;
+        remaining -= limit;
+    }
+    return writeDatas(data + static_cast<size_t>(offset) * static_cast<size_t>(block), remaining, true,
+                      checkOrder);
+}
+
+bool LoggerBase::acceptInOrder(const char* data, int numItems, int block)
+{
+    if (!checkUtcOrder(stampOfItem(data, 0, block))) {
+        return false;
+    }
+    for (int index = 0; index < numItems; ++index) {
+        const timespec stamp = stampOfItem(data, index, block);
+        if (!checkUtcOrder(stamp)) {
+            return false;
+        }
+        mCurrentUtc = stamp;
+    }
+    return true;
+}
+
+bool LoggerBase::leaveForNewFile(const timespec& first, const timespec& last, const timespec& typeEnd,
+                                 bool sizeExceeded, const PtrLoggerFileInfo& fileBefore, bool fileBeforeEmpty)
+{
+    const QString reason = LoggerDebug::getNewFileReason(mDayChanged, mHeaderChanged, sizeExceeded,
+                                                         mAccess->getFilePosition(), getLoggerName());
+    debugMessage(reason);
+    const bool dayChanged = mDayChanged;
+    const bool headerChanged = mHeaderChanged;
+    mDayChanged = false;
+    mHeaderChanged = false;
+    // The old end of the type names the day folder and creation stamp of the new file. A type
+    // without an item has no end yet; its first block then dates the file by its own first item,
+    // rather than asking for a file of 1970 that would be refused.
+    if (!createNewFile(isZero(typeEnd) ? first : typeEnd, getLoggerDataType())) {
+        // Nothing of the block was written, and the logger stays in its file: the next block
+        // asks for the new file again.
+        mDayChanged = dayChanged;
+        mHeaderChanged = headerChanged;
+        return false;
+    }
+    mAccess->setCurrentFileInfoUtcStart(first);
+    mAccess->setCurrentFileInfoUtcEnd(last);
+    if (fileBeforeEmpty) {
+        // The file being left never took an item (its scales changed before the first one). Left
+        // behind, it would look like the newest file, being empty, and draw the following blocks
+        // back to itself: it goes.
+        mAccess->removeEmptyFile(fileBefore);
+    }
+    return true;
+}
+
+bool LoggerBase::openFileForBlock(bool readUpdate)
+{
+    if (!mAccess->getFile().isOpen()) {
+        if (!openCurrentFile(true, false, readUpdate)) {
+            return false;
+        }
+        LoggerDb::getInstance().incrementOpenedFiles();
+    }
+    return true;
+}
+
+void LoggerBase::writeBlock(const char* data, int numItems, int numBytes)
+{
+    LoggerFileSystem::mWritePerformance.startTimer();
+    mAccess->writeDatas(data, numItems, numBytes);
+    if (mNonVolatile) {
+        mNonVolatile->writeUniqueId(mAccess->getUniqueId());
+    }
+    LoggerFileSystem::mWritePerformance.stopTimer();
 }
 
 bool LoggerBase::updateDatas(const char* data, int numItems)
@@ -246,11 +284,8 @@ bool LoggerBase::updateDatas(const char* data, int numItems)
 
     updateTimeRanges(first, last, typeStart, typeEnd);
 
-    if (!mAccess->getFile().isOpen()) {
-        if (!openCurrentFile(true, false, true)) {
-            return false;
-        }
-        LoggerDb::getInstance().incrementOpenedFiles();
+    if (!openFileForBlock(true)) {
+        return false;
     }
 
     LoggerFileSystem::mWritePerformance.startTimer();
