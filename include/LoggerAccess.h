@@ -263,6 +263,15 @@ public:
 
 private:
     void closeFileIfOpen();
+    // The steps of writeDatas. writeBlockAt writes the block at start with a positioned write;
+    // the error number of a refused or failed write, 0 otherwise. written receives the bytes that
+    // reached the file.
+    int writeBlockAt(qint64 start, const char* data, int numItems, int numBytes, qint64& written);
+    // After a failed write: takes the block back out of the file, logs the failure, closes the
+    // file, and counts the whole items that could not be taken back.
+    void abandonFailedBlock(qint64 start, qint64 written, int numItems, int numBytes, int error);
+    // Logs a write of this logger's data that failed with the error number.
+    void trackWriteError(int error);
     // After a block that did not reach the file whole: cuts the file back to start, where the
     // block began. Where the cut fails, the count of bytes of whole items of the block that stay
     // in the file; 0 otherwise.

@@ -858,24 +858,9 @@ bool LoggerAccess::writeDatas(const char* data, int numItems, int numBytes)
     mSizeAtOpen = -1;
     const qint64 start = mFilePosition;
     qint64 written = 0;
-    int error = 0;
-    if (numItems < 0 || numBytes < 0 || (data == nullptr && numBytes > 0) || start < kHeaderSize) {
-        // A block without bytes behind it, or a file without a place to write, is refused like a
-        // failed write.
-        error = start < kHeaderSize ? EBADF : EINVAL;
-    } else if (numBytes > 0) {
-        written = LoggerFileIo::writeFully(mFile.handle(), data, numBytes, start, error);
-    }
+    const int error = writeBlockAt(start, data, numItems, numBytes, written);
     if (error != 0) {
-        const qint64 kept = takeBackFailedBlock(start, written, numItems > 0 ? numBytes / numItems : 0);
-        TRACK_ERROR(*this, QStringLiteral("Cannot write logger type ") +
-                               QString::number(static_cast<int>(mLoggerType)) +
-                               QStringLiteral(" datas to file '") + mFile.fileName() + QStringLiteral("' (") +
-                               LoggerFileIo::errorText(error) + QStringLiteral(")"));
-        closeAfterWrite();
-        if (kept > 0) {
-            advanceBy(kept, static_cast<int>(kept / (numBytes / numItems)), start + kept);
-        }
+        abandonFailedBlock(start, written, numItems, numBytes, error);
         return false;
     }
     // This process is the file's only writer: where the size at the open is known, the size now
@@ -884,6 +869,37 @@ bool LoggerAccess::writeDatas(const char* data, int numItems, int numBytes)
     closeAfterWrite();
     advanceBy(written, numItems, size);
     return true;
+}
+
+int LoggerAccess::writeBlockAt(qint64 start, const char* data, int numItems, int numBytes, qint64& written)
+{
+    int error = 0;
+    if (numItems < 0 || numBytes < 0 || (data == nullptr && numBytes > 0) || start < kHeaderSize) {
+        // A block without bytes behind it, or a file without a place to write, is refused like a
+        // failed write.
+        error = start < kHeaderSize ? EBADF : EINVAL;
+    } else if (numBytes > 0) {
+        written = LoggerFileIo::writeFully(mFile.handle(), data, numBytes, start, error);
+    }
+    return error;
+}
+
+void LoggerAccess::abandonFailedBlock(qint64 start, qint64 written, int numItems, int numBytes, int error)
+{
+    const qint64 kept = takeBackFailedBlock(start, written, numItems > 0 ? numBytes / numItems : 0);
+    trackWriteError(error);
+    closeAfterWrite();
+    if (kept > 0) {
+        advanceBy(kept, static_cast<int>(kept / (numBytes / numItems)), start + kept);
+    }
+}
+
+void LoggerAccess::trackWriteError(int error)
+{
+    TRACK_ERROR(*this, QStringLiteral("Cannot write logger type ") +
+                           QString::number(static_cast<int>(mLoggerType)) +
+                           QStringLiteral(" datas to file '") + mFile.fileName() + QStringLiteral("' (") +
+                           LoggerFileIo::errorText(error) + QStringLiteral(")"));
 }
 
 qint64 LoggerAccess::takeBackFailedBlock(qint64 start, qint64 written, int itemSize)
@@ -945,10 +961,7 @@ bool LoggerAccess::updateDatas(const char* data, int numBytes)
         written = LoggerFileIo::writeFully(mFile.handle(), data, numBytes, mFilePosition, error);
     }
     if (error != 0) {
-        TRACK_ERROR(*this, QStringLiteral("Cannot write logger type ") +
-                               QString::number(static_cast<int>(mLoggerType)) +
-                               QStringLiteral(" datas to file '") + mFile.fileName() + QStringLiteral("' (") +
-                               LoggerFileIo::errorText(error) + QStringLiteral(")"));
+        trackWriteError(error);
     }
     if (const auto file = mCurrentFileInfo) {
         file->mFilePosition = static_cast<int32_t>(std::min<qint64>(mFilePosition + written, INT32_MAX));
