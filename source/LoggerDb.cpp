@@ -173,7 +173,8 @@ bool LoggerDb::isDropSchema() const
 
 QStringList LoggerDb::getConfigSearchDirectories()
 {
-    // The storage configuration names the directories; until it does, there are none.
+    // No directory is searched: initialize() without a file name finds no configuration and says
+    // so on standard error.
     return QStringList();
 }
 
@@ -226,8 +227,8 @@ bool LoggerDb::readParameters(const QString& configFile)
 {
     if (configFile.isEmpty())
         return false;
-    // The reader of "database.xml" fills disk, path, data folder, catalogue name and quotas;
-    // until it is there, no file can be read.
+    // No configuration file is read: every name gives false, and disk, path, data folder,
+    // catalogue name and quotas keep their values.
     return false;
 }
 
@@ -441,7 +442,8 @@ bool LoggerDb::reinitialize()
 
 int LoggerDb::getFailedLoggerCount() const
 {
-    // The registry of loggers reports its failures here once it is part of the store.
+    // Failed loggers are not counted here: initializeCompleted always posts the initialized
+    // state.
     return 0;
 }
 
@@ -721,8 +723,8 @@ void LoggerDb::setLoggerState(LoggerState state)
     }
     mStateMachine.setState(state);
     const LoggerState current = mStateMachine.getState();
-    // The card client publishes the word on the bus once its signalling side is in place; until
-    // then the shared state file alone carries it.
+    // The word reaches other processes through the shared state file alone; the card client does
+    // not publish it on the bus.
     if (mLoggerSDCard == nullptr)
         loggerMessage("mLoggerSDCard==nullptr", LOGGER_MESSAGE_ERROR);
     debugLoggerState("setLoggerState", current);
