@@ -10,9 +10,9 @@
 // singleton LoggerDb. It has no data: construct it on the stack or as a member wherever it is
 // needed; every operation forwards at once and adds no locking of its own.
 //
-// The operations that drive the registry of loggers and the card client are not here yet;
-// they join when those parts of the store do.
+// It offers no operations on the registry of loggers or on the card client.
 class QZLOGGER_EXPORT DatabaseInterface {
+
 public:
     DatabaseInterface() = default;
     virtual ~DatabaseInterface();

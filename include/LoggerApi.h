@@ -18,9 +18,10 @@
 // catalogue and reads the items of the range into one result; all a call needs lives on its
 // stack, so one object serves any thread of a reader. Its log lines go to "Logger.Api".
 //
-// Getters whose part of the store is not there yet answer their failure value (null, an empty
-// list, false, -1) and log "<operation>: not available yet" as a warning.
+// Getters that this reader does not serve answer their failure value (null, an empty list,
+// false, -1) and log "<operation>: not available yet" as a warning.
 class QZLOGGER_EXPORT LoggerApi : public LoggerApiInterface, public LoggerApiBase, public TrackObject {
+
 public:
     LoggerApi();
     ~LoggerApi() override;
@@ -227,7 +228,7 @@ private:
     std::shared_ptr<LoggerResult<T>> readItems(LoggerType type, int baseTypeId, timespec start, timespec end,
                                                int maxItems);
 
-    // The warning of an operation whose part of the store is not there yet.
+    // The warning of an operation that this reader does not serve.
     void reportNotAvailable(const char* operation) const;
 
     DatabaseInterface mDatabase;

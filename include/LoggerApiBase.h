@@ -121,6 +121,12 @@ private:
     std::vector<std::shared_ptr<LoggerFileInfo>> walkBackward(std::shared_ptr<DefnBaseType> baseType,
                                                               timespec time, int maxItems, FileListInfo& info,
                                                               bool itemList);
+    // The one allocation of the result of getValues, of capacity items; null where there is no
+    // array to read into. A member, since only this class may have an array without zeroing it.
+    template <typename T, typename I>
+    static std::shared_ptr<LoggerResult<T, I>>
+    allocateResult(const std::vector<std::shared_ptr<LoggerFileInfo>>& files, int itemSize,
+                   long long capacity);
 };
 
 // The scales that a 16-bit sample file without its own scales is read with: volts and amperes
@@ -129,6 +135,164 @@ constexpr float kDefaultVoltageScale = 0.015208827f;
 constexpr float kDefaultCurrentScale = 0.00023393646f;
 constexpr float kUnitsPerVolt = 65.75129f;
 constexpr float kUnitsPerAmpere = 4274.665f;
+
+namespace loggerapi_detail {
+
+// What a read by time asks of every file: the range, both ends included, and the bound handed to
+// the file functions.
+struct TimeRange {
+    timespec start;
+    timespec end;
+    int fileBound;
+};
+
+// The items of the range in one file, and the size it was written with, which may differ from
+// the result's item size. A file without an item size holds none.
+inline int itemsInFile(const std::shared_ptr<LoggerFileInfo>& file, const TimeRange& range, int& fileItemSize)
+{
+    fileItemSize = file->DataBlockSize;
+    if (fileItemSize <= 0) {
+        return 0;
+    }
+    return LoggerFileSystem::getBufferSize(file.get(), range.start, range.end, range.fileBound,
+                                           fileItemSize) /
+           fileItemSize;
+}
+
+// The sizing pass of a read by time: counts the items of every file into the calculator and
+// their bytes, in each file's own item size, into actualSize. False where the count is broken.
+inline bool sizeFiles(const std::vector<std::shared_ptr<LoggerFileInfo>>& files, const TimeRange& range,
+                      int maxItems, int itemSize, DataItemsCalculator& calculator, long long& actualSize)
+{
+    calculator.start(maxItems, itemSize);
+    for (const auto& file : files) {
+        int fileItemSize = 0;
+        const int items = itemsInFile(file, range, fileItemSize);
+        actualSize += static_cast<long long>(items) * fileItemSize;
+        calculator.calcNext(items, fileItemSize);
+    }
+    if (calculator.mTotalItems < 0) {
+        LoggerDebug::logMessage(QStringLiteral("mTotalItems < 0"));
+        return false;
+    }
+    LoggerDebug::logMessage(QStringLiteral("total items:") + QString::number(calculator.mTotalItems));
+    return true;
+}
+
+// The capacity of the result in items of T. Files with larger items than T need more room than
+// totalItems records of T.
+template <typename T> long long scaledCapacity(int totalItems, long long allocatedSize, long long actualSize)
+{
+    long long scaledMaxItems = totalItems;
+    if (allocatedSize < actualSize) {
+        scaledMaxItems =
+            allocatedSize > 0 ? actualSize * totalItems / allocatedSize + 1 : actualSize / sizeof(T) + 1;
+        LoggerDebug::logMessage(QStringLiteral("scaled Items=") + QString::number(scaledMaxItems));
+    }
+    return scaledMaxItems;
+}
+
+// A header whose scales are 0.0 is read with the default scales.
+inline void defaultMissingScales(LoggerHeader& header)
+{
+    if (header.Parameter1 == 0.0f) {
+        LoggerDebug::logMessage(QStringLiteral("header.Parameter1 = 0.0"));
+        header.Parameter1 = kDefaultVoltageScale;
+    }
+    if (header.Parameter2 == 0.0f) {
+        LoggerDebug::logMessage(QStringLiteral("header.Parameter2 = 0.0"));
+        header.Parameter2 = kDefaultCurrentScale;
+    }
+}
+
+// How far the read pass has come: the items read so far, and the bytes and items of the file
+// read last.
+struct ReadProgress {
+    int numItems = 0;
+    int bytes = 0;
+    int blockItems = 0;
+};
+
+// The read pass of a read by time, file after file into the result. The files may have grown
+// since the sizing pass, so each is sized again and the count checked against the array before
+// its bytes go in; false where they no longer fit.
+template <typename T, typename I>
+bool readFiles(const std::vector<std::shared_ptr<LoggerFileInfo>>& files, const TimeRange& range,
+               int itemSize, DataItemsCalculator& calculator, LoggerResult<T, I>& result,
+               long long capacityBytes, LoggerHeader& header, int& firstItemId, ReadProgress& progress)
+{
+    for (const auto& file : files) {
+        int fileItemSize = 0;
+        const int items = itemsInFile(file, range, fileItemSize);
+        calculator.calcNext(items, fileItemSize);
+        const long long offset = static_cast<long long>(progress.numItems) * sizeof(T);
+        if (static_cast<long long>(progress.numItems) + calculator.mCurrentItems > result.mNumItems ||
+            offset + static_cast<long long>(calculator.mCurrentItems) * fileItemSize > capacityBytes) {
+            return false;
+        }
+        if (!LoggerFileSystem::readHeader(file.get(), header)) {
+            LoggerDebug::logMessage(QStringLiteral("Error reading Logger Header"));
+        }
+        defaultMissingScales(header);
+        if (fileItemSize <= 0) {
+            continue;
+        }
+        char* target = reinterpret_cast<char*>(result.mItems) + offset;
+        progress.bytes = LoggerFileSystem::readData(
+            file.get(), range.start, range.end, calculator.mCurrentItems, fileItemSize, target, firstItemId);
+        if (progress.bytes < 0) {
+            // The file went away meanwhile: what was read so far is the answer.
+            break;
+        }
+        progress.blockItems = progress.bytes / fileItemSize;
+        if (fileItemSize != itemSize) {
+            LoggerDebug::logMessage(QStringLiteral("Convert Data Item"));
+        }
+        progress.numItems += progress.blockItems;
+    }
+    return true;
+}
+
+// Cuts the result to the items read, where fewer came than counted or its capacity was scaled.
+template <typename T, typename I>
+void trimResult(LoggerResult<T, I>& result, const ReadProgress& progress, bool capacityScaled)
+{
+    if (result.mNumItems > progress.numItems || capacityScaled) {
+        LoggerDebug::logMessage(QStringLiteral("Resize result") + QString::number(result.mNumItems) +
+                                QStringLiteral(" to ") + QString::number(progress.numItems));
+        LoggerDebug::logMessage(QStringLiteral("dataBlockSize") + QString::number(progress.bytes));
+        LoggerDebug::logMessage(QStringLiteral("dataBlockNumItems") + QString::number(progress.blockItems));
+        result.resize(progress.numItems);
+    }
+}
+
+} // namespace loggerapi_detail
+
+// Where every file holds records of T, the read fills each item that the result keeps and the
+// zeroing of the array would be paid for nothing; other layouts leave gaps, which stay zero.
+template <typename T, typename I>
+std::shared_ptr<LoggerResult<T, I>>
+LoggerApiBase::allocateResult(const std::vector<std::shared_ptr<LoggerFileInfo>>& files, int itemSize,
+                              long long capacity)
+{
+    using Result = LoggerResult<T, I>;
+    bool sameLayout = true;
+    for (const auto& file : files) {
+        sameLayout = sameLayout && file->DataBlockSize == itemSize;
+    }
+    std::shared_ptr<Result> result;
+    try {
+        const int numItems = static_cast<int>(capacity);
+        result = sameLayout ? Result::createForRead(numItems) : Result::create(numItems);
+    } catch (const std::bad_array_new_length&) {
+        return nullptr;
+    }
+    if (result->mItems == nullptr && capacity > 0) {
+        // Out of memory: there is no array to read into.
+        return nullptr;
+    }
+    return result;
+}
 
 template <typename T, typename I>
 std::shared_ptr<LoggerResult<T, I>> LoggerApiBase::getValues(LoggerType type, int baseTypeId, timespec start,
@@ -150,116 +314,35 @@ std::shared_ptr<LoggerResult<T, I>> LoggerApiBase::getValues(LoggerType type, in
         LoggerDebug::logMessage(QStringLiteral("Result File List is empty"));
         return Result::create(0);
     }
-
-    // A file's items have the size it was written with, which may differ from T.
-    const auto fileItemsIn = [&](const std::shared_ptr<LoggerFileInfo>& file, int& fileItemSize) {
-        fileItemSize = file->DataBlockSize;
-        if (fileItemSize <= 0) {
-            return 0;
-        }
-        return LoggerFileSystem::getBufferSize(file.get(), start, end, fileBound(maxItems), fileItemSize) /
-               fileItemSize;
-    };
+    const loggerapi_detail::TimeRange range{start, end, fileBound(maxItems)};
 
     // Sizing pass: the one allocation of the result follows from it.
     DataItemsCalculator calculator;
-    calculator.start(maxItems, info.itemSize);
     long long actualSize = 0;
-    for (const auto& file : files) {
-        int fileItemSize = 0;
-        const int items = fileItemsIn(file, fileItemSize);
-        actualSize += static_cast<long long>(items) * fileItemSize;
-        calculator.calcNext(items, fileItemSize);
-    }
-    if (calculator.mTotalItems < 0) {
-        LoggerDebug::logMessage(QStringLiteral("mTotalItems < 0"));
+    if (!loggerapi_detail::sizeFiles(files, range, maxItems, info.itemSize, calculator, actualSize)) {
         return nullptr;
     }
-    LoggerDebug::logMessage(QStringLiteral("total items:") + QString::number(calculator.mTotalItems));
-
-    // Files with larger items than T need more room than mTotalItems records of T.
     const int totalItems = calculator.mTotalItems;
     const long long allocatedSize = static_cast<long long>(sizeof(T)) * totalItems;
-    long long scaledMaxItems = totalItems;
-    if (allocatedSize < actualSize) {
-        scaledMaxItems =
-            allocatedSize > 0 ? actualSize * totalItems / allocatedSize + 1 : actualSize / sizeof(T) + 1;
-        LoggerDebug::logMessage(QStringLiteral("scaled Items=") + QString::number(scaledMaxItems));
-    }
+    const long long scaledMaxItems =
+        loggerapi_detail::scaledCapacity<T>(totalItems, allocatedSize, actualSize);
     if (scaledMaxItems > INT32_MAX) {
         return nullptr;
     }
-    // Where every file holds records of T, the read fills each item that the result keeps and
-    // the zeroing of the array would be paid for nothing; other layouts leave gaps, which stay
-    // zero.
-    bool sameLayout = true;
-    for (const auto& file : files) {
-        sameLayout = sameLayout && file->DataBlockSize == info.itemSize;
-    }
-    std::shared_ptr<Result> result;
-    try {
-        const int capacity = static_cast<int>(scaledMaxItems);
-        result = sameLayout ? Result::createForRead(capacity) : Result::create(capacity);
-    } catch (const std::bad_array_new_length&) {
-        return nullptr;
-    }
-    if (result->mItems == nullptr && scaledMaxItems > 0) {
-        // Out of memory: there is no array to read into.
+    const std::shared_ptr<Result> result = allocateResult<T, I>(files, info.itemSize, scaledMaxItems);
+    if (result == nullptr) {
         return nullptr;
     }
     const long long capacityBytes = scaledMaxItems * static_cast<long long>(sizeof(T));
     result->mNumItems = totalItems; // the array keeps its larger capacity until the trim
     calculator.start(maxItems, info.itemSize);
 
-    // Read pass. The files may have grown since the sizing pass, so each is sized again and
-    // the count checked against the array before its bytes go in.
-    int numItems = 0;
-    int bytes = 0;
-    int blockItems = 0;
-    for (const auto& file : files) {
-        int fileItemSize = 0;
-        const int items = fileItemsIn(file, fileItemSize);
-        calculator.calcNext(items, fileItemSize);
-        const long long offset = static_cast<long long>(numItems) * sizeof(T);
-        if (static_cast<long long>(numItems) + calculator.mCurrentItems > result->mNumItems ||
-            offset + static_cast<long long>(calculator.mCurrentItems) * fileItemSize > capacityBytes) {
-            return nullptr;
-        }
-        if (!LoggerFileSystem::readHeader(file.get(), header)) {
-            LoggerDebug::logMessage(QStringLiteral("Error reading Logger Header"));
-        }
-        if (header.Parameter1 == 0.0f) {
-            LoggerDebug::logMessage(QStringLiteral("header.Parameter1 = 0.0"));
-            header.Parameter1 = kDefaultVoltageScale;
-        }
-        if (header.Parameter2 == 0.0f) {
-            LoggerDebug::logMessage(QStringLiteral("header.Parameter2 = 0.0"));
-            header.Parameter2 = kDefaultCurrentScale;
-        }
-        if (fileItemSize <= 0) {
-            continue;
-        }
-        char* target = reinterpret_cast<char*>(result->mItems) + offset;
-        bytes = LoggerFileSystem::readData(file.get(), start, end, calculator.mCurrentItems, fileItemSize,
-                                           target, firstItemId);
-        if (bytes < 0) {
-            // The file went away meanwhile: what was read so far is the answer.
-            break;
-        }
-        blockItems = bytes / fileItemSize;
-        if (fileItemSize != info.itemSize) {
-            LoggerDebug::logMessage(QStringLiteral("Convert Data Item"));
-        }
-        numItems += blockItems;
+    loggerapi_detail::ReadProgress progress;
+    if (!loggerapi_detail::readFiles(files, range, info.itemSize, calculator, *result, capacityBytes, header,
+                                     firstItemId, progress)) {
+        return nullptr;
     }
-
-    if (result->mNumItems > numItems || allocatedSize < actualSize) {
-        LoggerDebug::logMessage(QStringLiteral("Resize result") + QString::number(result->mNumItems) +
-                                QStringLiteral(" to ") + QString::number(numItems));
-        LoggerDebug::logMessage(QStringLiteral("dataBlockSize") + QString::number(bytes));
-        LoggerDebug::logMessage(QStringLiteral("dataBlockNumItems") + QString::number(blockItems));
-        result->resize(numItems);
-    }
+    loggerapi_detail::trimResult(*result, progress, allocatedSize < actualSize);
     LoggerDebug::logMessage(QStringLiteral("readed items: ") + QString::number(result->mNumItems));
     readPause(kReadPause);
     return result;

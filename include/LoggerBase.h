@@ -198,8 +198,39 @@ protected:
 private:
     void updateTimeRanges(const timespec& first, const timespec& last, const timespec& typeStart,
                           const timespec& typeEnd);
+    // The steps of writeDatas. writeInParts writes a block of more than limit items in parts of
+    // limit items; only the last part may begin a new file.
+    PtrLoggerFileInfo writeInParts(const char* data, int numItems, int limit, int block, bool checkOrder);
+    // Checks the block's stamps in turn against the newest accepted time, which moves along with
+    // them; false at the first stamp out of order.
+    bool acceptInOrder(const char* data, int numItems, int block);
+    // Begins the new file that the day count, the size or changed scales ask for, and removes the
+    // file being left where it never took an item. False, with the reasons kept, where the new
+    // file could not be made.
+    bool leaveForNewFile(const timespec& first, const timespec& last, const timespec& typeEnd,
+                         bool sizeExceeded, const PtrLoggerFileInfo& fileBefore, bool fileBeforeEmpty);
+    // Opens the current file where it is closed.
+    bool openFileForBlock(bool readUpdate);
+    // Appends the block and stores the running item number, timed as a file write.
+    void writeBlock(const char* data, int numItems, int numBytes);
     void construct(LoggerType loggerType, LoggerDataType loggerDataType, int dataBlockSize);
     void failInitialization(const std::string& text);
+    // The steps of initializeLogger. Each false has set the state of a failed logger.
+    // buildCurrentBaseType makes the in-memory type of the identification.
+    bool buildCurrentBaseType(QString& id);
+    // Makes the newest catalogued type of the identification current, or stores a first one.
+    bool loadOrPersistBaseType(const QString& id, const std::string& description, int& filesWalked);
+    // Drops the catalogue rows of missing files, takes the range of each remaining file from the
+    // file and makes the newest current; begins a new file where none remained. The number of
+    // files taken up.
+    int readCataloguedFiles();
+    // Opens the current file and takes the newest accepted time from the files; begins a new file
+    // where the item size changed.
+    bool openNewestFile(int& filesWalked);
+    // Stores the state of the opened file and decides whether the type's range starts anew.
+    void resumeNewestFile(const std::string& description, int filesWalked);
+    // Enables the logger where the catalogue keeps no rows of missing files.
+    void completeInitialization(const QString& name);
     void addToDebugFile(const QString& name);
     std::string nameString();
 };

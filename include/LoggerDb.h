@@ -152,6 +152,21 @@ private:
     bool readParameters(const QString& configFile);
     // Creates the card client where there is none and brings up its interface to the service.
     bool initializeSDCard();
+    // The steps of initialize(disk, path, dataFolder, dbName, dropSchema), in this order. Each
+    // false ends the start. readCardLocation takes mount point and logger folder from the card;
+    // a reader goes on without the card, the writer does not.
+    bool readCardLocation();
+    // Disk, path, data folder and catalogue name that the caller gives replace those of the
+    // card; empty ones leave them.
+    void takeGivenLocation(const QString& disk, const QString& path, const QString& dataFolder,
+                           const QString& dbName, bool dropSchema);
+    // False, with the state of a missing path, where the disk is no mounted card.
+    bool checkMountedDisk();
+    // Opens the catalogue file getFullDbName() through openCatalogue.
+    void openCatalogueAtFullDbName();
+    // Sets the initialised flag, the logger state and the readability from the outcome of the
+    // open; false where no connection came of it.
+    bool completeOpening();
     // Opens the catalogue of argv, checks its integrity, has the writer repair it where it is
     // violated or SQLite finds it damaged, and makes sure it holds the schema. Throws what the
     // catalogue raises otherwise.

@@ -23,12 +23,12 @@ public:
     // the call reports that a removal was asked for and failed. `file` is the writer's open
     // file, `time` the time stamp of the data charged (zero where there is none).
     //
-    // No accounts are kept yet: this charges nothing, never evicts and returns null.
+    // No accounts are kept: this charges nothing, never evicts and returns null.
     PtrLoggerFileInfo addDataSize(LoggerType type, LoggerDataType dataType, int size, QFile* file, bool check,
                                   bool& removed, timespec time);
     // Starts the family's account anew, as a logger that was reset has used nothing yet. No
-    // accounts are kept yet: nothing happens.
+    // accounts are kept: nothing happens.
     void initUsedMemory(LoggerType type, LoggerDataType dataType);
-    // The bytes charged to the family. No accounts are kept yet: always 0.
+    // The bytes charged to the family. No accounts are kept: always 0.
     double getUsedLoggerSize(LoggerType type, LoggerDataType dataType);
 };

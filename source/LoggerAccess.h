@@ -16,6 +16,7 @@
 #include <ctime>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 struct DataMeasType;
@@ -51,26 +52,32 @@ public:
 
     // --- plain state
 
-    std::shared_ptr<LoggerFileInfo> getCurrentFileInfo();
-    std::shared_ptr<DefnBaseType> getCurrentBaseType();
-    void setCurrentFileInfo(std::shared_ptr<LoggerFileInfo> fileInfo);
-    void setCurrentBaseType(std::shared_ptr<DefnBaseType> baseType);
-    bool isCurrentFileInfoNull();
-    bool isCurrentBaseTypeNull();
+    std::shared_ptr<LoggerFileInfo> getCurrentFileInfo() { return mCurrentFileInfo; }
+    std::shared_ptr<DefnBaseType> getCurrentBaseType() { return mCurrentBaseType; }
+    void setCurrentFileInfo(std::shared_ptr<LoggerFileInfo> fileInfo)
+    {
+        mCurrentFileInfo = std::move(fileInfo);
+    }
+    void setCurrentBaseType(std::shared_ptr<DefnBaseType> baseType)
+    {
+        mCurrentBaseType = std::move(baseType);
+    }
+    bool isCurrentFileInfoNull() { return mCurrentFileInfo == nullptr; }
+    bool isCurrentBaseTypeNull() { return mCurrentBaseType == nullptr; }
 
     // Time ranges of the current file and the current type. The getters return zero, the
     // setters do nothing, where the object is missing. getCurrentUtcStart and getCurrentUtcEnd
     // are those of the current file.
-    timespec getCurrentUtcStart();
-    timespec getCurrentUtcEnd();
+    timespec getCurrentUtcStart() { return getCurrentFileInfoUtcStart(); }
+    timespec getCurrentUtcEnd() { return getCurrentFileInfoUtcEnd(); }
     timespec getCurrentBaseTypeUtcStart();
     timespec getCurrentBaseTypeUtcEnd();
     void setCurrentBaseTypeUtcStart(timespec utc);
     void setCurrentBaseTypeUtcEnd(timespec utc);
     timespec getCurrentFileInfoUtcStart();
     timespec getCurrentFileInfoUtcEnd();
-    void setCurrentFileInfoUtcStart(timespec utc);
-    void setCurrentFileInfoUtcEnd(timespec utc);
+    void setCurrentFileInfoUtcStart(timespec utc) { setFileInfoUtcStart(utc, mCurrentFileInfo); }
+    void setCurrentFileInfoUtcEnd(timespec utc) { setFileInfoUtcEnd(utc, mCurrentFileInfo); }
     void setFileInfoUtcStart(timespec utc, std::shared_ptr<LoggerFileInfo> fileInfo);
     void setFileInfoUtcEnd(timespec utc, std::shared_ptr<LoggerFileInfo> fileInfo);
     // -1 without a current file.
@@ -79,11 +86,11 @@ public:
     bool getCurrentFileInfoFirstDataItem();
     void setCurrentFileInfoFirstDataItem(bool firstDataItem);
 
-    LoggerType getLoggerType();
-    LoggerDataType getLoggerDataType();
-    int getDataBlockSize() const;
+    LoggerType getLoggerType() { return mLoggerType; }
+    LoggerDataType getLoggerDataType() { return mLoggerDataType; }
+    int getDataBlockSize() const { return mDataBlockSize; }
     // The recursive mutex that serialises all work on this logger.
-    QMutex* getSaveAccess();
+    QMutex* getSaveAccess() { return &mSaveAccess; }
 
     // The base type's Id, -1 without a type.
     int getId();
@@ -104,27 +111,31 @@ public:
     static timespec getCurrentTime();
 
     // State that the write engine works with.
-    QFile& getFile();
-    int getSubType() const;
-    void setSubType(int subType);
-    int getBaseTypeId() const;
-    double getLoggerInterval() const;
-    bool isNewBaseTypeRange() const;
-    void setNewBaseTypeRange(bool newBaseTypeRange);
-    int getCurrentFileSize() const;
-    int getUniqueId() const;
-    void setUniqueId(int uniqueId);
+    QFile& getFile() { return mFile; }
+    int getSubType() const { return mSubType; }
+    void setSubType(int subType) { mSubType = subType; }
+    int getBaseTypeId() const { return mBaseTypeId; }
+    double getLoggerInterval() const { return mLoggerInterval; }
+    bool isNewBaseTypeRange() const { return mNewBaseTypeRange; }
+    void setNewBaseTypeRange(bool newBaseTypeRange) { mNewBaseTypeRange = newBaseTypeRange; }
+    int getCurrentFileSize() const { return mCurrentFileSize; }
+    int getUniqueId() const { return mUniqueId; }
+    void setUniqueId(int uniqueId) { mUniqueId = uniqueId; }
     // The byte position at which the last write began, where updateDatas rewrites.
-    int getLastWritePosition() const;
-    void setLastWritePosition(int position);
-    float getScaleVoltage() const;
-    float getScaleCurrent() const;
-    void setScales(float scaleVoltage, float scaleCurrent);
-    int64_t getBytesWritten() const;
-    QString getProcessName() const;
+    int getLastWritePosition() const { return mFilePosition; }
+    void setLastWritePosition(int position) { mFilePosition = position; }
+    float getScaleVoltage() const { return mScaleVoltage; }
+    float getScaleCurrent() const { return mScaleCurrent; }
+    void setScales(float scaleVoltage, float scaleCurrent)
+    {
+        mScaleVoltage = scaleVoltage;
+        mScaleCurrent = scaleCurrent;
+    }
+    int64_t getBytesWritten() const { return mBytesWritten; }
+    QString getProcessName() const { return mProcessName; }
     // Whether the eviction has already logged that this logger holds only one file.
-    bool isOnlyOneFileLogged() const;
-    void setOnlyOneFileLogged(bool logged);
+    bool isOnlyOneFileLogged() const { return mOnlyOneFileLogged; }
+    void setOnlyOneFileLogged(bool logged) { mOnlyOneFileLogged = logged; }
 
     // --- lifecycle
 
@@ -252,6 +263,15 @@ public:
 
 private:
     void closeFileIfOpen();
+    // The steps of writeDatas. writeBlockAt writes the block at start with a positioned write;
+    // the error number of a refused or failed write, 0 otherwise. written receives the bytes that
+    // reached the file.
+    int writeBlockAt(qint64 start, const char* data, int numItems, int numBytes, qint64& written);
+    // After a failed write: takes the block back out of the file, logs the failure, closes the
+    // file, and counts the whole items that could not be taken back.
+    void abandonFailedBlock(qint64 start, qint64 written, int numItems, int numBytes, int error);
+    // Logs a write of this logger's data that failed with the error number.
+    void trackWriteError(int error);
     // After a block that did not reach the file whole: cuts the file back to start, where the
     // block began. Where the cut fails, the count of bytes of whole items of the block that stay
     // in the file; 0 otherwise.

@@ -11,9 +11,9 @@ public:
     LoggerMemoryManager() = delete;
 
     // Credits the family's account with the bytes of a file that was deleted and counts the
-    // deleted file. No accounts are kept yet: this does nothing.
+    // deleted file. No accounts are kept: this does nothing.
     static void subtractDeletedSize(LoggerType type, LoggerDataType dataType, int size);
     // Rounds the charge of a finished file up to whole allocation blocks of the card. No
-    // accounts are kept yet: nothing happens.
+    // accounts are kept: nothing happens.
     static void roundToBlockSize(const PtrLoggerFileInfo& fileInfo);
 };
