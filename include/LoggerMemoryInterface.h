@@ -11,7 +11,7 @@ class QFile;
 
 // The quota facade through which loggers charge the bytes they write to the account of their
 // family (LoggerType, LoggerDataType). It has no data of its own; make one wherever it is
-// needed. Only the operations that the write path calls are here so far.
+// needed. It has the operations that the write path calls, and keeps no accounts.
 class QZLOGGER_EXPORT LoggerMemoryInterface {
 public:
     LoggerMemoryInterface() = default;
@@ -23,12 +23,12 @@ public:
     // the call reports that a removal was asked for and failed. `file` is the writer's open
     // file, `time` the time stamp of the data charged (zero where there is none).
     //
-    // No accounts are kept yet: this charges nothing, never evicts and returns null.
+    // Without accounts this charges nothing, never evicts and returns null.
     PtrLoggerFileInfo addDataSize(LoggerType type, LoggerDataType dataType, int size, QFile* file, bool check,
                                   bool& removed, timespec time);
-    // Starts the family's account anew, as a logger that was reset has used nothing yet. No
-    // accounts are kept yet: nothing happens.
+    // Starts the family's account anew, as a logger that was reset has used nothing yet.
+    // Without accounts nothing happens.
     void initUsedMemory(LoggerType type, LoggerDataType dataType);
-    // The bytes charged to the family. No accounts are kept yet: always 0.
+    // The bytes charged to the family; without accounts always 0.
     double getUsedLoggerSize(LoggerType type, LoggerDataType dataType);
 };
