@@ -18,8 +18,11 @@
 // catalogue and reads the items of the range into one result; all a call needs lives on its
 // stack, so one object serves any thread of a reader. Its log lines go to "Logger.Api".
 //
-// Getters that this reader does not serve answer their failure value (null, an empty list,
-// false, -1) and log "<operation>: not available yet" as a warning.
+// The operations that read are the time-range getters of ITQ, VTQ, DTQ, MEAN, the mean-min-max
+// arrays, the quad and system meters, the signal voltages and the disturbance values, and
+// getNumberOfOpenedFiles and getNumLoggers. Every other operation of the interface answers its
+// failure value (null, an empty list or record, false, -1, 0.0), without a pause, and logs
+// "<operation>: not available yet" as a warning, one line a call.
 class QZLOGGER_EXPORT LoggerApi : public LoggerApiInterface, public LoggerApiBase, public TrackObject {
 
 public:
@@ -228,7 +231,7 @@ private:
     std::shared_ptr<LoggerResult<T>> readItems(LoggerType type, int baseTypeId, timespec start, timespec end,
                                                int maxItems);
 
-    // The warning of an operation that this reader does not serve.
+    // The warning of an operation that this class does not serve.
     void reportNotAvailable(const char* operation) const;
 
     DatabaseInterface mDatabase;

@@ -41,50 +41,68 @@ public:
     LoggerApiBase& operator=(const LoggerApiBase&) = delete;
 
     // Identification. One id may be catalogued once per configuration: getBaseTypeId prefers
-    // the first entry that has files, else the first entry; -1 for an unknown id.
+    // the first entry that has files, else the first entry; -1 for an unknown id, without a
+    // pause. Files are counted through the measured-type table: of several entries of another
+    // family the first answers.
     int getBaseTypeId(LoggerType type, LoggerDataType dataType, const QString& id);
     int getDefnBaseTypeId(DefnBaseType& baseType);
+    // The rows of the id's types in catalogue order, their own columns only, without files; empty
+    // while the store is not initialised or where the read failed.
     std::vector<DefnBaseType> readBaseTypes(LoggerType type, LoggerDataType dataType, QString id);
 
     // Type loading, each in a retried transaction; null when the store is not initialised or
-    // the type cannot be read.
+    // the type cannot be read. readBaseType logs a failed transaction as fatal; the typed forms
+    // answer null for a negative id and for an id that their family's table does not hold.
     std::shared_ptr<DefnBaseType> readBaseType(LoggerType type, int id);
     std::shared_ptr<DefnBaseType> readMeasuredType(int id);
     std::shared_ptr<DefnBaseType> readEventType(int id);
     std::shared_ptr<DefnBaseType> readPqEventType(int id);
     std::shared_ptr<DefnBaseType> readDisturbType(int id);
     std::shared_ptr<DefnBaseType> readOperatorType(int id);
-    // The description of the first logger of that id; the list must not be empty.
+    // The description of the first logger of that id; the default description where there is none.
     DataMeasType getDataMeasType(const QString& id, LoggerType type, LoggerDataType dataType);
     // One description per catalogued logger of that id, duplicates kept.
     std::vector<DataMeasType> getDataMeasTypes(LoggerType type, LoggerDataType dataType, QString id);
 
-    // The items of the logger between start and end, both included, oldest first, file after
-    // file; maxItems below 1 means no bound. Null when the type cannot be read or the files
-    // changed so that the items no longer fit; a result with zero items when no file lies in
-    // the range. header receives the header of the last file read, its scales defaulted where
-    // they are 0.0, and firstItemId the unique id of the first item read from that file. Both
-    // stay as they are when no file is read.
+    // The items of the logger between start and end, both included, file after file in the
+    // catalogue's order, oldest first; maxItems below 1 means no bound. Null when the type cannot
+    // be read (after the pause of a failed lookup), for an end before the start within a file,
+    // without memory, or where a file grew past the array between sizing and reading; a file gone
+    // meanwhile ends the read with what was read. A result with zero items, without a pause, when
+    // no file lies in the range; a read that found files pauses kReadPause. header receives the
+    // header of the last file read, its scales defaulted where they are 0.0, and firstItemId the
+    // unique id of the first item read from that file. Both stay as they are when no file is read.
     template <typename T, typename I>
     std::shared_ptr<LoggerResult<T, I>> getValues(LoggerType type, int baseTypeId, timespec start,
                                                   timespec end, int maxItems, int& firstItemId,
                                                   LoggerHeader& header);
 
     // File lists. Each returns the files in the order in which they are to be read, and fills
-    // in the sizes of info, whose itemSize the caller sets.
+    // in the sizes of info, whose itemSize the caller sets. The listed infos are baseType's own.
+    //
+    // The files whose span overlaps start..end, in catalogue order, until the items counted pass
+    // maxItems; files without an item size are left out. It sets UtcStart and UtcEnd of baseType's
+    // infos to their files' true first and last items where the files can be read. Empty, with
+    // the sizes 0, for null.
     std::vector<std::shared_ptr<LoggerFileInfo>> getTimeFileList(std::shared_ptr<DefnBaseType> baseType,
                                                                  timespec start, timespec end, int maxItems,
                                                                  FileListInfo& info);
+    // From the newest file backward by first item, the files that hold the maxItems items at or
+    // before time, listed oldest first; info.startItem is the first item to read in the oldest.
+    // A file that cannot be searched adds nothing but stays listed. Empty for null or an itemSize
+    // below 1.
     std::vector<std::shared_ptr<LoggerFileInfo>>
     getEventFileList(std::shared_ptr<DefnBaseType> baseType, timespec time, int maxItems, FileListInfo& info);
+    // The same walk, but it passes over a file that cannot be searched, and a file of two or more
+    // items whose search for time ends on its first item; info.selectedSize gets the total size.
     std::vector<std::shared_ptr<LoggerFileInfo>>
     getItemFileList(std::shared_ptr<DefnBaseType> baseType, timespec time, int maxItems, FileListInfo& info);
     // Both ends belong to the range.
     bool IsInRange(timespec t, timespec start, timespec end);
     // Whether the range and the file's span overlap.
     bool checkRange(timespec start, timespec end, timespec fileStart, timespec fileEnd);
-    // Counts the items of a range without reading them; -1 if the type cannot be read. Each
-    // file's count is cut at maxItems, the sum is not.
+    // Counts the items of a range without reading them; -1 if the type cannot be read, after
+    // the pause of a failed lookup. Each file's count is cut at maxItems, the sum is not.
     template <typename T, typename I>
     int getNumItems(LoggerType type, int baseTypeId, timespec start, timespec end, int maxItems);
     // Writes the file list of a count read backward from time into the log.

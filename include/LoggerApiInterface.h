@@ -25,8 +25,8 @@ class QObject;
 // Three answers are told apart, and callers rely on the difference: a null pointer (the store
 // is not valid, the identification is unknown, the type cannot be loaded, or the files changed
 // under the read), a result with zero items (the logger exists but holds nothing in the
-// range), and a result with items. Failures never throw; the text of the last one is kept for
-// getLastError().
+// range), and a result with items. Failures never throw. A failure of the catalogue keeps its
+// text for getLastError(); an unknown identification keeps none.
 //
 // The object holds no state between calls and may be used from any thread of the reader. It
 // may be made before the catalogue exists (calls then answer null until the store is valid),
@@ -47,7 +47,10 @@ public:
     // The text of the last error of the process; the kept text is cleared, so a second call
     // returns an empty string.
     static QString getLastError();
+    // The state word; a reader takes it from the shared state file.
     static LoggerState getLoggerState();
+    // The writer posts the whole word at once; in a reader the call is refused and logged as an
+    // error.
     static void setInitialLoggerState(LoggerState state);
 
     LoggerApiInterface(const LoggerApiInterface&) = delete;
@@ -78,7 +81,10 @@ public:
     virtual std::vector<DataMeasType> getStatisticMeasTypes(const QString& id) = 0;
 
     // Reads by time range: both ends belong to the range. The forms with an int take the
-    // catalogue id of the base type and skip the lookup of the identification.
+    // catalogue id of the base type and skip the lookup of the identification. Where the store is
+    // not valid the answer is null at once. An unknown identification, or an id the catalogue
+    // does not hold, answers null after a pause of 200 ms; a read that found files pauses 50 ms
+    // before it answers, so that readers that poll leave the card and the catalogue to the writer.
     virtual PtrLoggerResultItq getItqValues(int baseTypeId, timespec start, timespec end) = 0;
     virtual PtrLoggerResultVtq getVtqValues(int baseTypeId, timespec start, timespec end) = 0;
     virtual PtrLoggerResultDtq getDtqValues(int baseTypeId, timespec start, timespec end) = 0;
@@ -147,7 +153,8 @@ public:
     virtual PtrLoggerResultDisturb getDisturbanceValues(const QString& id, timespec start, timespec end,
                                                         int maxItems) = 0;
 
-    // The data files that the process holds open; -1 where the store is not valid.
+    // LoggerDb's diagnostic count of openings (catalogue and data files), not of files open now;
+    // -1 where the store is not valid.
     virtual int getNumberOfOpenedFiles() = 0;
     virtual std::vector<DataLoggerFile> getFileList(LoggerType type, LoggerDataType dataType,
                                                     QString filter) = 0;

@@ -50,24 +50,34 @@ public:
     virtual ~LoggerBase();
 
     // Begins a further file, created at `time` (which also names its day folder): the old
-    // file's range is stored first and its charge rounded. False while the database is down or
-    // the logger is disabled.
+    // file's range is stored first and its charge rounded, and the open file is closed. False
+    // while the database is down or the logger is disabled, and where the new file or its row
+    // cannot be made (a time of 0 seconds among them): the logger then stays in its old file.
     virtual bool createNewFile(timespec time, LoggerDataType dataType);
     virtual QString getLoggerName();
     virtual double getInterval();
     // The description of the quantity with this identification; the default description here.
     virtual DataMeasType getDataMeasType(const QString& idString);
+    // Writes what waits in a cache; the base class has none and answers true.
     virtual bool flush();
     virtual void timerElapsed();
-    // Forgets type and file and the per-logger quota figures; the logger must be initialized
-    // anew before it writes again.
+    // Forgets type and file, the current time and the per-logger quota figures, and leaves state
+    // 1; the logger must be initialized anew before it writes again. The file is not closed
+    // here: closeFile first.
     virtual void resetLogger();
-    // Deletes every type of this logger's identification from the catalogue (the files stay on
-    // the card) and, with reinitialize, initializes the logger anew.
+    // Under the save mutex: closes the file, deletes every type of this logger's identification
+    // from the catalogue (the files stay on the card), resets the logger and, with reinitialize,
+    // initializes it anew. False while the database is down or where a type could not be
+    // deleted; the logger is then not reset.
     virtual bool deleteActualLogger(bool reinitialize);
     virtual double getTimeout() const;
     virtual void timerTick(timespec time);
+    // The logger's identification in the catalogue; an empty one keeps the logger disabled.
     virtual QString getConfiguratedMeasuredTypeId();
+    // Finds or makes the logger's type row, takes up its files (after a power cut the files, not
+    // the catalogue, give the ranges), and opens the newest behind its last whole item or begins
+    // a file, also where the item size changed. The database down or no identification leave
+    // state 1 and nothing else. A mobile logger that is not started is left closed.
     virtual bool initializeLogger();
     virtual int getDataBlockSize() const;
     // Called when the writer reopens the file to rewrite its last item (updateDatas).
@@ -76,12 +86,17 @@ public:
     // --- lifecycle
 
     // Initializes where needed, else reopens a closed file. Marks the logger started whatever
-    // the outcome, unless the database is down (false, nothing changes).
+    // the outcome, unless the database is down (false, nothing changes). A started logger
+    // answers true at once and nothing else happens.
     bool startLogger();
-    // Closes the file and marks the logger stopped.
+    // Closes the file, which leaves the logger disabled (state 1), and marks it stopped; true.
     bool stopLogger();
     // Flushes and closes the file; the logger is disabled (state 1) until it is opened again.
     void closeFile();
+    // Reads the type row anew, makes a vanished file anew, reopens the file and enables the
+    // logger (state 5). A logger that is not initialized, or whose type row is gone, is
+    // initialized instead, with that answer. False while the database is down and where the file
+    // is open already.
     bool reOpenFile();
 
     void setEnabled(bool enabled);
@@ -100,8 +115,12 @@ public:
     LoggerType getLoggerType() const;
     LoggerDataType getLoggerDataType() const;
     int getDaysPerFile();
+    // A block whose last item lies this many UTC days or more after the first item of its file
+    // begins a new file, where it may.
     void setDaysPerFile(int days);
     int getMaximumFileSize() const;
+    // A block that finds its file larger than this begins a new file, where it may; a file of
+    // exactly this size still takes it.
     void setMaximumFileSize(int bytes);
     int getFileListSize();
     int getFileTime();
@@ -110,11 +129,15 @@ public:
     int getMeasuredTypeId() const;
     int getCurrentFileSize();
     double getUsedLoggerSize();
+    // The running number that the next item gets; initializeLogger takes it from the
+    // non-volatile store where there is one.
     void setFirstUniqueId(int uniqueId);
     // -1 without an access object.
     int getFirstUniqueId();
-    // The store of the running item number; not owned, null for none.
+    // The store of the running item number; not owned, null for none. initializeLogger reads it
+    // and every written block updates it, so it must stay alive while the logger writes.
     void setNonVolatile(NonVolatileInterface* nonVolatile);
+    // The first file of a logger new to the catalogue is dated 0 seconds instead of now.
     void setZeroCreated(bool zeroCreated);
     void setHeaderChanged(bool headerChanged);
     bool isHeaderChanged() const;
@@ -139,33 +162,63 @@ public:
     // --- writing
 
     // Appends numItems items of getDataBlockSize() bytes, each beginning with its time stamp.
-    // Gives the file written to, null when nothing was written (logger not ready, empty block,
-    // order broken, new file or opening failed). With checkOrder every stamp must be later than
-    // the one before; a block that breaks the order is dropped whole. Only with allowNewFile
-    // may the write begin a new file (day count, size, changed header).
+    // Gives the logger's own current file info, which it goes on changing; null where the block
+    // was refused (logger not ready, empty block, order broken, new file failed). A block the card
+    // does not take is cut back and logged, and still gives the file info. With checkOrder, unless
+    // the type has no range yet, each stamp must be later than the one before and getCurrentUtc();
+    // a breach drops the block whole, yet getCurrentUtc() moves to the last stamp before it. Only
+    // with allowNewFile may a new file begin (day count, size, changed header), and of a block
+    // split at a file's worth of items only the last part may.
     PtrLoggerFileInfo writeDatas(const char* data, int numItems, bool allowNewFile, bool checkOrder);
     // Rewrites the last item(s) of the current file in place and stores the state in the
-    // catalogue. Equal time stamps pass here: a rewrite repeats the stamp it replaces.
+    // catalogue. Equal time stamps pass here: a rewrite repeats the stamp it replaces. Takes the
+    // save mutex. False where the logger is not ready, the block is empty or older than the
+    // current time, or the catalogue store failed, which closes the file and reads the type anew.
     bool updateDatas(const char* data, int numItems);
 
+    // Whether time is later than the current time, or no current time is set yet.
     bool checkUtcOrder(timespec time);
+    // Whether time lies getDaysPerFile() UTC days or more after the current file's first item;
+    // false for a file without an item.
     bool hasDayChanged(timespec time);
+    // Whether a scale differs from the one held by more than 1/10000 of the new value.
     bool checkHeaderParameterChanged(float scaleVoltage, float scaleCurrent);
+    // Holds the scales for the headers of new files and answers whether they changed; the new
+    // file itself follows only after setHeaderChanged(true).
     bool setHeaderParameters(float scaleVoltage, float scaleCurrent);
+    // The current file's scales into the arguments, and whether they differ from the ones held;
+    // true, arguments untouched, where the file has no header to read.
     bool readHeaderParameters(float& scaleVoltage, float& scaleCurrent);
+    // The item at the last write position of the open file; false where the file is not open or
+    // the read comes short.
     bool readLastData(char* data);
+    // Charges size bytes to the family's quota (LoggerMemoryInterface); true where that cost a
+    // file, as isFileRemoved() then says.
     bool addDataSize(int size, bool check, timespec time);
+    // The header word of files begun from now on.
     void setSubType(int subType);
     // Restarts the logger when checkIdStringChanged found a new identification.
     void changeMeasuredString();
+    // Whether idString differs from the configured identification; changeMeasuredString acts on it.
     bool checkIdStringChanged(const QString& idString);
+    // The description of the configured identification for a CYCLIC logger; the default
+    // description for the other kinds.
     DataMeasType getNewMeasType();
+    // Whether the logger may write: database up, initialized, enabled, a type (read anew where it
+    // was dropped) and a current file.
     bool canAccessLogger();
+    // Stores the ranges of the current file and type in the catalogue; false where that failed.
     bool updateAccess();
+    // Opens the current file; without keepPosition the write position steps back one item where
+    // the file holds one, and readUpdate then calls readDataToUpdate. Always true: whether the
+    // open succeeded is not reported here.
     bool openCurrentFile(bool write, bool keepPosition, bool readUpdate);
+    // Whether file index of the type's list holds no item yet; false without a type or that file.
     bool isFirstDataItem(int index);
     bool isFirstCurrentFileInfoItem();
+    // Files of the type's list; -1 without a type.
     int getNumFiles();
+    // The newest time accepted, against which checkUtcOrder compares.
     timespec getCurrentUtc();
     static timespec getSystemTime();
 

@@ -30,8 +30,11 @@ public:
     explicit LoggerCache(LoggerBase* logger);
     ~LoggerCache() override;
 
-    // Keeps the item or passes it on; false when it did not get through (database down with a
-    // full cache, engine refused the block).
+    // Keeps the item, restarting the quiet period; with capacity 0 writes it at once, and a full
+    // cache goes out as one block. A mobile logger that is not enabled drops it with true. False
+    // where it did not get through: the database down with a full cache (or capacity 0), or the
+    // block not written. A cache that filled while the database was down goes out on the first
+    // call after it is up, and the item in hand is then lost, whatever the answer.
     bool writeLoggerItem(const T* item);
     // Hands all waiting items to the engine as one block, without the engine's order check
     // (the typed logger checked each item on its way in). False while the database is down,

@@ -46,8 +46,8 @@ public:
     LoggerDb(const LoggerDb&) = delete;
     LoggerDb& operator=(const LoggerDb&) = delete;
 
-    // The connection to the catalogue; empty while none is open. The connection's type is the
-    // library's own, so these operations are not exported.
+    // The connection to the catalogue; empty while none is open. Any thread; both take the
+    // connection mutex. The connection's type is the library's own, so these are not exported.
     QZLOGGER_NO_EXPORT std::shared_ptr<qzdb::Database> getDb();
     // Hands in an open connection, as initialize does after opening; an empty pointer gives it
     // up. Does not change the initialised flag.
@@ -60,22 +60,48 @@ public:
     // Started and stopped around each try of a retried transaction.
     LoggerPerformanceCounter& getPerformanceCounter();
 
+    // The role, chosen before initialize: it decides how the catalogue is opened and whether
+    // this process may post the logger state.
     void setWriterMode(bool writer);
     bool isWriter() const;
     bool isDropSchema() const;
 
+    // Looks for "database.xml" in the configuration directories, reads it, brings up the card
+    // client and goes on as the five-argument form. False where no directory holds the file,
+    // which is then named on standard error; a later step that fails is logged as an error.
     bool initialize();
+    // Reads disk, path, data folder and catalogue name from the file, then as the five-argument
+    // form. A file that cannot be read gives false and, where no error is kept yet, the last error
+    // "Error reading Parameter file".
     bool initialize(const QString& configFile);
+    // Brings the catalogue up. The card service must report the card mounted (a reader goes on
+    // without the service); non-empty arguments override the disk and path it reports, and the
+    // disk must exist and be mounted. The writer writes the process-id file, a reader reads it.
+    // path/dbName (cut to 99 bytes) is opened read-write by the writer, read-only by a reader,
+    // checked, repaired by the writer where damaged and given the schema (anew with dropSchema);
+    // the data folder becomes LoggerFileSystem's root. Of its failures only a failed open leaves
+    // a last error; the writer posts each outcome in the logger state.
     bool initialize(const QString& disk, const QString& path, const QString& dataFolder,
                     const QString& dbName, bool dropSchema);
+    // initialize with the places of the last start and without dropping the schema; before any
+    // start, initialize().
     bool reinitialize();
+    // Posts "logger initialized", or "logger failed" where loggers failed to initialize.
     void initializeCompleted();
+    // Drops the connection once a running transaction is done (it takes the database mutex),
+    // clears the initialised flag and posts "disabled", a post that a reader is refused.
     void close();
 
     bool isInitialized() const;
+    // A reader's check before each query: true while the process-id file names the writer that
+    // this process last saw and the catalogue file exists. Another id (a restarted writer, which
+    // may have rebuilt the catalogue) reopens everything through reinitialize and answers its
+    // result; without an id in the file the answer is false and nothing changes.
     bool checkValidity();
+    // Whether the catalogue file exists; a missing one, or no name, is logged at info level.
     bool exists();
     bool exists_sqlite();
+    // False: SQLite is the store's one back end.
     bool exists_pgsql();
 
     // Runs SQLite's integrity check. Violated is every answer but the one row "ok", and a check
@@ -83,45 +109,78 @@ public:
     // violated" and reindexes. A check kept from running by anything else says nothing about
     // the catalogue and counts as healthy. False where no catalogue file exists.
     bool isIntegrityViolated();
+    // The answer of the check when the catalogue was last opened.
     bool getLastIntegrityViolated() const;
+    // The writer's repair, under the database mutex: drops the connection, removes the catalogue
+    // named after "--database" in argv with its journal, WAL and shared-memory files, and opens it
+    // anew with an empty schema; every row of the old one is lost. False, with no connection left
+    // and the failure kept as by handleOdbException, where the new catalogue cannot be made.
     bool repairViolatedDatabase(int& argc, char** argv);
+    // REINDEX in a retried transaction; false where that failed.
     bool reIndex();
+    // Makes the schema on db unless the catalogue exists and holds it already; dropSchema makes it
+    // anew over the old tables. Takes the database mutex to make it. False for a null db.
     QZLOGGER_NO_EXPORT bool sqlite_createSchema(std::shared_ptr<qzdb::Database> db, bool dropSchema);
 
     // The process-id file: QZLOGGER_PID_FILE where set and not empty, else
     // /var/run/qzlogger.writer.pid. Taken anew on each access.
     static QString getProcessIdFile();
+    // The number on the file's last line; -1 where the file is missing, unreadable or empty.
     int readProcessId();
+    // Replaces the file's content with the decimal id, read-write for owner, user and group;
+    // false where it cannot be written.
     bool writeProcessId(int processId);
+    // The id that checkValidity compares with: the writer writes its own (false where it cannot),
+    // a reader takes the one in the file (always true).
     bool getProcessId();
+    // Whether the file now names another id than the one this process holds.
     bool hasProcessIdChanged();
 
+    // On a clock that says 1970-01-01 (never set), keeps and logs "Current Utc is 1970" as an
+    // error; the store runs all the same.
     void checkUtc();
+    // Counts the catalogued measured types of data type COMPLEX for hasComplexHarmonics.
     void checkComplexHarmonics();
     bool hasComplexHarmonics() const;
 
+    // The writer changes one group of the word (LoggerStateMachine::setState). In a reader the
+    // call is refused: it is logged as an error and counted, and the word stays.
     void setLoggerState(LoggerState state);
     LoggerState getLoggerState();
+    // Posts startup, the whole word 0.
     void resetLoggerState();
+    // The writer posts the whole word at once; a reader's call is refused as setLoggerState's.
     void setInitialLoggerState(LoggerState state);
+    // Whether the category "Logger.Db" lets debug lines through.
     bool isLoggingEnabled() const;
+    // The writer posts readable or not readable and writes the shared readable flag, logging an
+    // error where it cannot; a reader's call is refused as setLoggerState's.
     void setReadable(bool readable);
 
+    // Runs "rm -r <path>" through /bin/sh, wildcards included; a non-zero exit is logged as a
+    // warning. An empty path, "/" and paths that begin with "/*" or "/ " are refused, and the
+    // last error then names the path: clearDisk: refused to remove "<path>".
     void clearDisk(const QString& path);
+    // Removes the catalogue file and the data folder with its files. The connection is not closed
+    // here: close first.
     void deleteLoggerFolder();
 
     // Paths: the disk (mount point), path = disk + "/logger", the catalogue file and the data
     // folder below the path.
     QString getPath() const;
     QString getDiskName() const;
+    // Empty while no catalogue name is set.
     QString getFullDbName() const;
     QString getDataFolder() const;
+    // Bytes of the catalogue file; 0 where there is none.
     double getDataBaseSize() const;
 
     // Log texts of the store. Routine (0) and trace (1) texts produce no output at all; 2 is
     // info, 3 warn, 4 error, 5 fatal, and errors and fatals count in TrackObject even where the
     // level filters them.
     void loggerMessage(const std::string& text, LoggerMessageType type);
+    // The last error of the process's catalogue and read API, kept until replaced or fetched by
+    // getAndResetLastError, which clears it. Any thread: the three take the error mutex.
     void setError(const QString& error);
     QString getLastError() const;
     QString getAndResetLastError();
@@ -131,7 +190,11 @@ public:
     void incrementExceptionCounter();
     int getExceptionCounter() const;
 
+    // SQLite's busy time-out of the open connection. Without a connection a build with
+    // assertions stops; otherwise nothing happens.
     void setDatabaseTimeout(int milliseconds);
+    // PRAGMA mmap_size on the connection, under the database mutex. Without a connection an error
+    // is logged; a failure is kept and counted as by handleOdbException.
     void setMmapSize(int size);
     // A diagnostic figure, not a balance: each opening of the catalogue adds one and its close
     // takes nothing off; the write engine adds one for each reopening of a data file, nothing for
@@ -141,6 +204,7 @@ public:
     void decrementOpenedFiles();
     int getNumberOfOpenedFiles() const;
 
+    // The state's text at info level.
     void logDatabaseState(DatabaseState state);
 
 private:

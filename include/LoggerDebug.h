@@ -20,13 +20,21 @@ class QZLOGGER_EXPORT LoggerDebug {
 public:
     virtual ~LoggerDebug();
 
+    // "(seconds,nanoseconds)", both in decimal.
     static QString getUtcStr(timespec utc);
+    // The time in milliseconds, six significant digits, right-aligned to at least 3 characters.
     static QString getMilliSecondsStr(timespec utc);
+    // The enumerator's name; "UNKNOWN" for a value outside the type.
     static QString getLoggerTypeString(LoggerType type);
     static QString getLoggerDataTypeString(LoggerDataType dataType);
+    // The table's text, blanks included; "Unknw" for a value outside the table.
     static QString getTriggerTypeString(EnumTriggerType triggerType);
+    // "U" and "I", each followed by a digit per channel that triggered and "-" per one that did
+    // not: "U1-3I---".
     static QString getTriggerSourceString(EnumPqEventSource source);
+    // "1P" to "2PB"; "-" for a value outside the table.
     static QString getSystemTypeString(EnumSystemType systemType);
+    // "(a.b.c)", each with six significant digits, right-aligned to 3 characters: "(230.115.5.  0)".
     static QString getTripleFloatString(float a, float b, float c);
     // Size and share are cut to whole numbers; a share that is not a number, as over an empty
     // card, prints as "nan" rather than as a garbage integer.

@@ -11,7 +11,7 @@ class QFile;
 
 // The quota facade through which loggers charge the bytes they write to the account of their
 // family (LoggerType, LoggerDataType). It has no data of its own; make one wherever it is
-// needed. Only the operations that the write path calls are here so far.
+// needed. It has the operations that the write path calls, and keeps no accounts.
 class QZLOGGER_EXPORT LoggerMemoryInterface {
 public:
     LoggerMemoryInterface() = default;

@@ -14,12 +14,14 @@ public:
     LoggerPerformanceCounter(const LoggerPerformanceCounter&) = delete;
     LoggerPerformanceCounter& operator=(const LoggerPerformanceCounter&) = delete;
 
+    // Each start counts, also one that is never stopped; a stop adds the time since the last start.
     void startTimer();
     void stopTimer();
     // The last measured duration in seconds.
     double getDuration();
     // The total in seconds; reading it resets it to 0, the count stays.
     double getTotalDuration();
+    // The starts counted; never reset.
     int getTotalCount();
     // The total in seconds without resetting it.
     double getCurrentDuration();

@@ -47,7 +47,8 @@ public:
     // Changes the number of items and keeps the first ones. It always reallocates, also to the
     // same size and when shrinking. New items are as the record's default constructor leaves
     // them, which for most records is undefined. A failed allocation loses all items: mItems
-    // is then null and mNumItems 0.
+    // is then null and mNumItems 0. A negative count throws std::bad_array_new_length and keeps
+    // the items.
     void resize(int numItems);
 
     // Releases the array: mItems null, mNumItems 0, mInfo empty.

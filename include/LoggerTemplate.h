@@ -33,8 +33,10 @@ public:
     int getDataBlockSize() const override;
 
     // False when the item did not get through: the quantity is disabled, or the cache or the
-    // engine refused it. An item that is not newer than the last one gives true and is not
-    // written: sources repeat themselves, and a repeat is not a fault.
+    // engine refused it. An item that is not newer than getCurrentUtc() gives true and is not
+    // written: sources repeat themselves, and a repeat is not a fault (writeDatas with its order
+    // check refuses such a block with null instead). A taken item's stamp becomes the current
+    // time. A changed identification moves the logger to its new type row first.
     bool writeLoggerItem(const T* item);
 
 protected:

@@ -17,7 +17,8 @@ public:
     ~DefnDisturbType() override;
 
     // Typed reads in the transaction that the caller holds. A data type of NONE stands for
-    // every data type. Results come in the order of the catalogue.
+    // every data type. Results come in the order of the catalogue. Without a transaction current
+    // in the calling thread, and where SQLite fails, they throw qzdb::Exception.
     //
     // The identification strings of the loggers of a data type, each once.
     static std::vector<QString> readIds(LoggerDataType dataType);
@@ -31,6 +32,7 @@ public:
     void clearFileList() override;
     // Appends a LoggerFileInfoDisturb only; another class is ignored.
     void AppendFileInfo(std::shared_ptr<LoggerFileInfo> fileInfo) override;
+    // A position outside the list removes nothing and finds null.
     void removeFileInfo(int index) override;
     std::shared_ptr<LoggerFileInfo> getFileInfo(int index) const override;
     QString getConfigId() const override;

@@ -18,7 +18,8 @@ public:
     ~DefnMeasureType() override;
 
     // Typed reads in the transaction that the caller holds. A data type of NONE stands for
-    // every data type. Results come in the order of the catalogue.
+    // every data type. Results come in the order of the catalogue. Without a transaction current
+    // in the calling thread, and where SQLite fails, they throw qzdb::Exception.
     //
     // The identification strings of the loggers of a data type, each once.
     static std::vector<QString> readIds(LoggerDataType dataType);
@@ -27,13 +28,14 @@ public:
     static std::vector<std::shared_ptr<DefnMeasureType>> readPtrMeasuredTypes(LoggerDataType dataType);
     static std::vector<std::shared_ptr<DefnMeasureType>> readPtrMeasuredTypes(LoggerDataType dataType,
                                                                               const QString& configId);
-    // The number of loggers of the data type.
+    // The number of loggers of the data type; NONE counts them all.
     static int countMeasuredTypes(LoggerDataType dataType);
 
     int getFileListSize() const override;
     void clearFileList() override;
     // Appends a LoggerFileInfoMeasure only; another class is ignored.
     void AppendFileInfo(std::shared_ptr<LoggerFileInfo> fileInfo) override;
+    // A position outside the list removes nothing and finds null.
     void removeFileInfo(int index) override;
     std::shared_ptr<LoggerFileInfo> getFileInfo(int index) const override;
     double getInterval() const override;

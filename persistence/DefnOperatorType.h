@@ -18,7 +18,8 @@ public:
     ~DefnOperatorType() override;
 
     // Typed reads in the transaction that the caller holds. A data type of NONE stands for
-    // every data type. Results come in the order of the catalogue.
+    // every data type. Results come in the order of the catalogue. Without a transaction current
+    // in the calling thread, and where SQLite fails, they throw qzdb::Exception.
     static std::vector<DefnOperatorType> readOperatorTypes(LoggerDataType dataType);
     static std::vector<std::shared_ptr<DefnOperatorType>> readPtrOperatorTypes(LoggerDataType dataType);
     // The operator log has no identification string of its own; its loggers answer to
@@ -31,6 +32,7 @@ public:
     void clearFileList() override;
     // Appends a LoggerFileInfoOperator only; another class is ignored.
     void AppendFileInfo(std::shared_ptr<LoggerFileInfo> fileInfo) override;
+    // A position outside the list removes nothing and finds null.
     void removeFileInfo(int index) override;
     std::shared_ptr<LoggerFileInfo> getFileInfo(int index) const override;
 
