@@ -169,6 +169,11 @@ public:
     // folder below the path.
     QString getPath() const;
     QString getDiskName() const;
+    // The size of the logger partition as the card service reported it at the last initialize;
+    // 0 where the service reports none.
+    qint64 getSize() const;
+    // The card service's client; null until initialize or initializeSDCard made one.
+    QZLOGGER_NO_EXPORT LoggerSDCard* getLoggerSDCard() const;
     // Empty while no catalogue name is set.
     QString getFullDbName() const;
     QString getDataFolder() const;
@@ -253,6 +258,7 @@ private:
 
     QString mDiskName;
     QString mPath;
+    qint64 mSize = 0;
     QString mDbName;
     QString mFileDir;
     bool mDropSchema = false;

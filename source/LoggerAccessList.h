@@ -27,8 +27,32 @@ public:
     // itself, the first entry with equal data type and equal Id. Nothing happens where none
     // matches or the type is NONE.
     void removeLoggerAccess(std::shared_ptr<LoggerAccess>& access);
+    // The position of the first entry with equal data type and equal identification string, or
+    // -1.
+    int indexOf(std::shared_ptr<LoggerAccess> access);
     QList<std::shared_ptr<LoggerAccess>> getAccessList(LoggerType type);
     int getListSize(LoggerType type);
+    // The files of all loggers of the type, counted from their lists.
+    int getFileListSize(LoggerType type);
+    // Stores each logger's current file info and type, in list order; returns the list's length.
+    int updateList(LoggerType type);
+
+    // A change flag per type list. A type outside the enum writes to a shared dummy flag and
+    // reads false.
+    void setChanged(LoggerType type, bool changed);
+    bool hasChanged(LoggerType type);
+    bool& getChangedVariable(LoggerType type);
+    // Clears the flags and empties the lists.
+    void clearAll();
+
+    // The logger of the family that holds the oldest file that may go, or null; index is where
+    // that file stands in the logger's list, -1 where there is none. A logger's only file is the
+    // one it writes to and never goes.
+    std::shared_ptr<LoggerAccess> getOldestFileInfo(LoggerType type, LoggerDataType dataType, int& index);
+    // Removes the family's oldest evictable file from the card and the catalogue and returns its
+    // info; null where there is none or the catalogue is not open. One removal at a time in the
+    // process.
+    PtrLoggerFileInfo removeOldestFile(LoggerType type, LoggerDataType dataType);
 
 private:
     static constexpr int kNumLists = 6;
@@ -39,4 +63,6 @@ private:
     static int listIndex(LoggerType type);
 
     QList<std::shared_ptr<LoggerAccess>> mLists[kNumLists];
+    bool mChanged[kNumLists] = {};
+    bool mDummyChanged = false;
 };

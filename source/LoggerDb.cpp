@@ -292,6 +292,16 @@ QString LoggerDb::getPath() const
     return mPath;
 }
 
+qint64 LoggerDb::getSize() const
+{
+    return mSize;
+}
+
+LoggerSDCard* LoggerDb::getLoggerSDCard() const
+{
+    return mLoggerSDCard;
+}
+
 QString LoggerDb::getDiskName() const
 {
     return mDiskName;

@@ -9,6 +9,7 @@
 #include "Database.h"
 #include "DatabaseExceptions.h"
 #include "LoggerFileSystem.h"
+#include "LoggerMemoryInterface.h"
 #include "LoggerRetriedTransaction.h"
 #include "LoggerSDCard.h"
 #include "LoggerSqlite.h"
@@ -220,7 +221,7 @@ bool LoggerDb::readCardLocation()
         setLoggerState(LOGGER_STATE_SD_MOUNTED);
     mDiskName = mLoggerSDCard->readMountPoint();
     mPath = mLoggerSDCard->readLoggerPath();
-    mLoggerSDCard->readLoggerSize();
+    mSize = mLoggerSDCard->readLoggerSize();
     return true;
 }
 
@@ -291,6 +292,8 @@ bool LoggerDb::completeOpening()
     }
 
     mInitialized = true;
+    // The accounts of the quota come from the catalogue just opened and the files it names.
+    LoggerMemoryInterface().initialize(getDiskName());
     logDatabaseState(DATABASE_INITIALIZED);
     if (mWriter) {
         setLoggerState(LOGGER_STATE_DB_INITIALIZED);
