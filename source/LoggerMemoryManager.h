@@ -12,6 +12,7 @@
 #include <ctime>
 #include <vector>
 
+class DefnBaseType;
 class QFile;
 
 // The keeper of the quota accounts: one account of stored bytes per family of loggers, the pair
