@@ -80,7 +80,8 @@ int LoggerAccessList::indexOf(std::shared_ptr<LoggerAccess> access)
     const auto& list = mLists[listIndex(access->getLoggerType())];
     for (int index = 0; index < list.size(); ++index) {
         const auto& entry = list.at(index);
-        if (entry->getLoggerDataType() == access->getLoggerDataType() && entry->getConfigId() == access->getConfigId()) {
+        if (entry->getLoggerDataType() == access->getLoggerDataType() &&
+            entry->getConfigId() == access->getConfigId()) {
             return index;
         }
     }
@@ -137,7 +138,8 @@ void LoggerAccessList::clearAll()
 // file was created first. Creation time, not the time range of the data, decides, and on equal
 // times the logger that comes first in the list loses its file. The file that goes is the first
 // of the chosen logger's list, the one its files were appended after.
-std::shared_ptr<LoggerAccess> LoggerAccessList::getOldestFileInfo(LoggerType type, LoggerDataType dataType, int& index)
+std::shared_ptr<LoggerAccess> LoggerAccessList::getOldestFileInfo(LoggerType type, LoggerDataType dataType,
+                                                                  int& index)
 {
     index = -1;
     if (type == LoggerType::NONE) {

@@ -42,8 +42,8 @@ double LoggerMemoryInterface::getMaximalLoggerSize(LoggerType type, LoggerDataTy
     return LoggerMemoryManager::getInstance().getMaximalLoggerSize(type, dataType);
 }
 
-PtrLoggerFileInfo LoggerMemoryInterface::addDataSize(LoggerType type, LoggerDataType dataType, int size, QFile* file,
-                                                     bool check, bool& removed, timespec time)
+PtrLoggerFileInfo LoggerMemoryInterface::addDataSize(LoggerType type, LoggerDataType dataType, int size,
+                                                     QFile* file, bool check, bool& removed, timespec time)
 {
     return LoggerMemoryManager::getInstance().addDataSize(type, dataType, size, file, check, removed, time);
 }

@@ -234,7 +234,8 @@ void LoggerMemoryManager::initUsedMemory(LoggerType type, LoggerDataType dataTyp
 double LoggerMemoryManager::readUsedMemorySize(LoggerType type, LoggerDataType dataType)
 {
     double size = 0;
-    const std::vector<DefnBaseType> rows = DefnTypePersistance().readBaseTypes(type, dataType, QString(), true);
+    const std::vector<DefnBaseType> rows =
+        DefnTypePersistance().readBaseTypes(type, dataType, QString(), true);
     for (const DefnBaseType& row : rows) {
         bool loaded = false;
         const auto baseType = loadBaseType(type, row.Id, "readBaseType", loaded);
@@ -312,9 +313,10 @@ PtrLoggerFileInfo LoggerMemoryManager::addDataSize(LoggerType type, LoggerDataTy
     if (!removedFile)
         TRACK_INFO(*this, QStringLiteral("file not removed ") + file->fileName());
     dbMessage(QStringLiteral("remove, used= ") + QString::number(used, 'g', 4) + QStringLiteral(" max= ") +
-                  QString::number(max, 'g', 4) + QStringLiteral(" percent= ") + QString::number(percent, 'g', 4) +
-                  QStringLiteral(" fileSize= ") + QString::number(static_cast<double>(fileSize), 'g', 6) +
-                  QStringLiteral(" fileName= ") + file->fileName(),
+                  QString::number(max, 'g', 4) + QStringLiteral(" percent= ") +
+                  QString::number(percent, 'g', 4) + QStringLiteral(" fileSize= ") +
+                  QString::number(static_cast<double>(fileSize), 'g', 6) + QStringLiteral(" fileName= ") +
+                  file->fileName(),
               LOGGER_MESSAGE_ROUTINE);
     return removedFile;
 }
@@ -427,16 +429,16 @@ void LoggerMemoryManager::clearDeletedFiles(LoggerType type, LoggerDataType data
 // ---------------------------------------------------------------------------------------------
 // Eviction and file lists
 
-std::shared_ptr<DefnBaseType> LoggerMemoryManager::getOldestLoggerFileInfo(LoggerType type, LoggerDataType dataType,
-                                                                          int& index)
+std::shared_ptr<DefnBaseType>
+LoggerMemoryManager::getOldestLoggerFileInfo(LoggerType type, LoggerDataType dataType, int& index)
 {
     index = -1;
     const auto access = LoggerAccessList::getInstance()->getOldestFileInfo(type, dataType, index);
     return access ? access->getCurrentBaseType() : nullptr;
 }
 
-PtrLoggerFileInfo LoggerMemoryManager::removeOldestLoggerFileInfo(LoggerType type, LoggerDataType dataType, QFile*,
-                                                                  bool& removed)
+PtrLoggerFileInfo LoggerMemoryManager::removeOldestLoggerFileInfo(LoggerType type, LoggerDataType dataType,
+                                                                  QFile*, bool& removed)
 {
     removed = true;
     if (!LoggerDb::getInstance().isInitialized())
@@ -455,7 +457,8 @@ std::vector<PtrLoggerFileInfo> LoggerMemoryManager::getFileList(LoggerType type,
         bool loaded = false;
         const auto baseType = loadBaseType(type, row.Id, "getFileList", loaded);
         if (!loaded || !baseType) {
-            dbMessage(QStringLiteral("cannot read Base Type ") + QString::number(row.Id), LOGGER_MESSAGE_FATAL);
+            dbMessage(QStringLiteral("cannot read Base Type ") + QString::number(row.Id),
+                      LOGGER_MESSAGE_FATAL);
             continue;
         }
         const int count = baseType->getFileListSize();

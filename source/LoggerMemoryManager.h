@@ -91,7 +91,8 @@ public:
 
     // The current type of the logger that holds the family's oldest evictable file, or null;
     // index is -1 where there is none.
-    std::shared_ptr<DefnBaseType> getOldestLoggerFileInfo(LoggerType type, LoggerDataType dataType, int& index);
+    std::shared_ptr<DefnBaseType> getOldestLoggerFileInfo(LoggerType type, LoggerDataType dataType,
+                                                          int& index);
 
     int deletedFileCount(LoggerType type, LoggerDataType dataType) const;
     void clearDeletedFiles(LoggerType type, LoggerDataType dataType);
