@@ -32,8 +32,9 @@ public:
     virtual ~LoggerMemoryInterface();
 
     // Reads the card at path (the disk name), sets the reserve and rebuilds every account from
-    // the catalogue and the files, then logs the accounts. Start-up work: it scans the catalogue
-    // twice. LoggerDb calls it once the catalogue is open.
+    // the catalogue and the files, then logs the accounts at debug level. Start-up work: a scan
+    // of the catalogue, and a second one for the text where debug logging is on. LoggerDb calls
+    // it once the catalogue is open.
     void initialize(const QString& path);
     // Refreshes the card's sizes: from the card service where it reports a logger partition of
     // a set size (measured once per process), else from statvfs of the disk.

@@ -9,7 +9,9 @@ void LoggerMemoryInterface::initialize(const QString& path)
 {
     LoggerMemoryManager& manager = LoggerMemoryManager::getInstance();
     manager.initialize(path);
-    manager.debugUsedMemories();
+    // The accounts' text scans the catalogue a second time: only where someone reads it.
+    if (manager.isDebugEnabled())
+        manager.trackDebug(manager.debugUsedMemories());
 }
 
 void LoggerMemoryInterface::readDiskInfo()
