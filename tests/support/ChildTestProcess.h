@@ -48,6 +48,11 @@ public:
     // the child had already ended.
     bool killNow();
 
+    // Whether the child still runs, as far as the last wait or read of its output has seen.
+    bool isRunning() const { return mProcess.state() != QProcess::NotRunning; }
+    // The child's process id, 0 where it does not run.
+    qint64 processId() const { return mProcess.processId(); }
+
     // The child ended normally with 0, and the test ran and passed rather than being skipped.
     bool passed() const;
     // The child ended by a signal (a kill, a cut of its own, a crash) rather than by exiting.

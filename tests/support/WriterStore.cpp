@@ -69,9 +69,11 @@ bool WriterStore::start()
         return fail(QStringLiteral("state directory: ") + mStateDirectory.errorString());
 
     if (mOptions.startCard) {
-        const QStringList options{QStringLiteral("--state"),       QString::number(mOptions.cardState),
-                                  QStringLiteral("--mount-point"), mountPoint(),
-                                  QStringLiteral("--logger-path"), loggerPath()};
+        QStringList options{QStringLiteral("--state"),       QString::number(mOptions.cardState),
+                            QStringLiteral("--mount-point"), mountPoint(),
+                            QStringLiteral("--logger-path"), loggerPath()};
+        if (mOptions.loggerSize >= 0)
+            options << QStringLiteral("--logger-size") << QString::number(mOptions.loggerSize);
         if (!mCard.start(options))
             return fail(QStringLiteral("card simulator: ") + mCard.errorString());
     }

@@ -18,8 +18,9 @@ class ChildTestProcess;
 //
 // start() does, in this order:
 //   1. a private system bus (PrivateSystemBus) and the card simulator on it, reporting the
-//      state of Options::cardState, the mount point mountPoint() and the logger path
-//      loggerPath() (unless Options::startCard is false: then no card service is on the bus);
+//      state of Options::cardState, the mount point mountPoint(), the logger path loggerPath()
+//      and the logger size Options::loggerSize (unless Options::startCard is false: then no
+//      card service is on the bus);
 //   2. the mount point, a fresh directory under /var/log (a folder that CheckMountPath counts
 //      as mounted), with its logger folder, where the card service would have made it;
 //   3. a fresh directory for the three shared state files, named by QZLOGGER_STATE_DIR, and a
@@ -52,6 +53,10 @@ public:
         bool startCard = true;   // false: no card service on the bus
         bool initialize = true;  // false: start() stops before LoggerDb::initialize
         bool dropSchema = false; // passed to initialize
+        // What the card service reports as the size of the logger partition (the simulator's
+        // --logger-size); 0 reports none, so that the store measures the disk itself; below 0
+        // the simulator's default.
+        qint64 loggerSize = -1;
     };
 
     WriterStore();
