@@ -141,16 +141,18 @@ protected:
         return file;
     }
 
+    // The file that write() makes by default.
+    QString configFile() const { return mFiles.filePath(QStringLiteral("database.xml")); }
+
     // readParameters of a file that is no complete configuration: false, the last error "invalid
     // file content", the parser's error line, and quotas, disk and names as they were.
     void expectRefused(const ConfigurationText& text, const QString& parserError)
     {
         const auto quotas = currentQuotas();
-        const QString file = write(text);
         LoggerDb& db = LoggerDb::getInstance();
-        EXPECT_FALSE(db.readParameters(file));
+        EXPECT_FALSE(db.readParameters(write(text)));
         EXPECT_EQ(db.getLastError(), QStringLiteral("invalid file content"));
-        const QString error = parserLine("ERROR", parserError.arg(file));
+        const QString error = parserLine("ERROR", parserError);
         EXPECT_TRUE(LogCapture::contains(error)) << error.toStdString() << "\n"
                                                  << LogCapture::text().toStdString();
         EXPECT_EQ(currentQuotas(), quotas);
@@ -349,20 +351,23 @@ TEST_F(DatabaseConfigurationTest, ReadParametersWithoutANameFailsAtOnce)
 TEST_F(DatabaseConfigurationTest, AnEmptyFileIsRefused)
 {
     expectRefused(ConfigurationText(QByteArray()),
-                  QStringLiteral("could not parse file %1 at line 1, column 0: Premature end of document."));
+                  QStringLiteral("could not parse file ") + configFile() +
+                      QStringLiteral(" at line 1, column 0: Premature end of document."));
 }
 
 TEST_F(DatabaseConfigurationTest, AFileThatIsNoXmlIsRefused)
 {
     expectRefused(ConfigurationText("[dataBase]\ndbName = logger.db\n"),
-                  QStringLiteral("could not parse file %1 at line 1, column 1: Start tag expected."));
+                  QStringLiteral("could not parse file ") + configFile() +
+                      QStringLiteral(" at line 1, column 1: Start tag expected."));
 }
 
 TEST_F(DatabaseConfigurationTest, ATruncatedFileIsRefused)
 {
     const QByteArray complete = ConfigurationText().bytes();
     const QByteArray truncated = complete.left(complete.indexOf("  </memory>"));
-    expectRefused(ConfigurationText(truncated), QStringLiteral("could not parse file %1 at line ") +
+    expectRefused(ConfigurationText(truncated), QStringLiteral("could not parse file ") + configFile() +
+                                                    QStringLiteral(" at line ") +
                                                     QString::number(truncated.count('\n') + 1) +
                                                     QStringLiteral(", column 0: Premature end of document."));
 }
