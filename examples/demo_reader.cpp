@@ -2,7 +2,7 @@
 // the card's files and the catalogue. It brings the store up as a reader, asks the read API for
 // the demonstration's loggers by identification and time range, and prints a short summary of
 // each. The span is given by --from and --to (seconds since 1970, UTC); by default the last day
-// up to now.
+// up to now. Like the writer, it comes up from the "database.xml" beside the program.
 
 #include <qzlogger.h>
 
@@ -84,9 +84,10 @@ int main(int argc, char** argv)
         return 2;
     }
 
+    DatabaseInterface database;
+    database.setWriterMode(false);
     LoggerDb& db = LoggerDb::getInstance();
-    db.setWriterMode(false);
-    if (!db.initialize(QString(), QString(), QStringLiteral("data"), QStringLiteral("logger.db"), false)) {
+    if (!database.initialize()) {
         std::fprintf(stderr, "qzlogger-demo-reader: the store did not come up: %s\n", qPrintable(db.getLastError()));
         return 1;
     }

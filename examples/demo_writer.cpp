@@ -7,8 +7,10 @@
 // --realtime it writes at the pace of the clock for that many seconds. It prints the span it
 // wrote, so that a reader can ask for it.
 //
-// The configuration is built in: the card service names the mount point and the logger folder,
-// the catalogue is "logger.db" in the folder "data" below it.
+// The store comes up from its configuration "database.xml", which it finds beside the program
+// (the build copies config/database.xml there): the card service names the mount point and the
+// logger folder, the catalogue is "logger.db" in the folder "data" below it, and the quotas of
+// the families are those of the file.
 
 #include <qzlogger.h>
 
@@ -156,9 +158,10 @@ int main(int argc, char** argv)
     std::signal(SIGINT, requestStop);
     std::signal(SIGTERM, requestStop);
 
+    DatabaseInterface database;
+    database.setWriterMode(true);
     LoggerDb& db = LoggerDb::getInstance();
-    db.setWriterMode(true);
-    if (!db.initialize(QString(), QString(), QStringLiteral("data"), QStringLiteral("logger.db"), false)) {
+    if (!database.initialize()) {
         std::fprintf(stderr, "qzlogger-demo-writer: the store did not come up: %s\n",
                      qPrintable(db.getLastError()));
         return 1;

@@ -24,6 +24,8 @@ public:
     QString getDatabaseFolder() const;
     QString getDataFolder() const;
     bool isDropSchema();
+    // LoggerDb::readParameters: quotas, disk and names from a storage configuration.
+    bool readParameters(const QString& fileName);
     // Each initialize sends its own call as a routine message first; the contracts are those of
     // LoggerDb::initialize.
     bool initialize();

@@ -66,14 +66,22 @@ public:
     bool isWriter() const;
     bool isDropSchema() const;
 
-    // Looks for "database.xml" in the configuration directories, reads it, brings up the card
-    // client and goes on as the five-argument form. False where no directory holds the file,
-    // which is then named on standard error; a later step that fails is logged as an error.
+    // Looks for "database.xml" in the configuration directories (the first that holds it wins),
+    // reads it with readParameters, brings up the card client and goes on as the five-argument
+    // form with what the file and the card say. False where no directory holds the file, which
+    // is then named on standard error with the directories; a later step that fails is logged as
+    // an error.
     bool initialize();
-    // Reads disk, path, data folder and catalogue name from the file, then as the five-argument
-    // form. A file that cannot be read gives false and, where no error is kept yet, the last error
-    // "Error reading Parameter file".
+    // readParameters of the file, then as the five-argument form. A file that cannot be read gives
+    // false and, where no error is kept yet (an empty name), the last error "Error reading
+    // Parameter file".
     bool initialize(const QString& configFile);
+    // Reads a storage configuration: hands its quotas to the memory manager and takes catalogue
+    // name, data folder and dropSchema, and a target path where the file names one as the disk,
+    // with path = disk + "/logger"; without one the disk stays as it was. False at once for an
+    // empty name; false with the last error "invalid file content" where the file is not a
+    // complete configuration, and then quotas, disk and names stay as they were.
+    bool readParameters(const QString& configFile);
     // Brings the catalogue up. The card service must report the card mounted (a reader goes on
     // without the service); non-empty arguments override the disk and path it reports, and the
     // disk must exist and be mounted. The writer writes the process-id file, a reader reads it.
@@ -216,9 +224,10 @@ private:
     LoggerDb();
     ~LoggerDb() override;
 
-    // Where initialize() looks for "database.xml", in order.
+    // Where initialize() looks for "database.xml", in order and each once: /etc/qz,
+    // /opt/qz/share/qz-core/defaults, the running program's folder, then Qt's configuration
+    // locations (XDG_CONFIG_HOME, then XDG_CONFIG_DIRS).
     static QStringList getConfigSearchDirectories();
-    bool readParameters(const QString& configFile);
     // Creates the card client where there is none and brings up its interface to the service.
     bool initializeSDCard();
     // The steps of initialize(disk, path, dataFolder, dbName, dropSchema), in this order. Each

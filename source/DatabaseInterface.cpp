@@ -36,6 +36,11 @@ bool DatabaseInterface::isDropSchema()
     return LoggerDb::getInstance().isDropSchema();
 }
 
+bool DatabaseInterface::readParameters(const QString& fileName)
+{
+    return LoggerDb::getInstance().readParameters(fileName);
+}
+
 bool DatabaseInterface::initialize()
 {
     LoggerDb& db = LoggerDb::getInstance();

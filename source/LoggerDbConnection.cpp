@@ -8,8 +8,10 @@
 #include "CheckMountPath.h"
 #include "Database.h"
 #include "DatabaseExceptions.h"
+#include "LoggerDatabaseInfos.h"
 #include "LoggerFileSystem.h"
 #include "LoggerMemoryInterface.h"
+#include "LoggerParser.h"
 #include "LoggerRetriedTransaction.h"
 #include "LoggerSDCard.h"
 #include "LoggerSqlite.h"
@@ -21,6 +23,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QMutexLocker>
+#include <QStandardPaths>
 #include <QStringList>
 
 #include <cassert>
@@ -81,9 +84,21 @@ void createSchemaNow(qzdb::Database& db)
 
 QStringList LoggerDb::getConfigSearchDirectories()
 {
-    // No directory is searched: initialize() without a file name finds no configuration and says
-    // so on standard error.
-    return QStringList();
+    // The system's own file first, then the device's defaults, then one beside the program, then
+    // the user's and the desktop's configuration folders (XDG_CONFIG_HOME, XDG_CONFIG_DIRS).
+    QStringList candidates{QStringLiteral("/etc/qz"), QStringLiteral("/opt/qz/share/qz-core/defaults")};
+    const QString program = QFile::symLinkTarget(QStringLiteral("/proc/self/exe"));
+    if (!program.isEmpty())
+        candidates.append(QFileInfo(program).absolutePath());
+    candidates.append(QStandardPaths::standardLocations(QStandardPaths::ConfigLocation));
+
+    QStringList directories;
+    for (const QString& candidate : candidates) {
+        if (!candidate.isEmpty())
+            directories.append(QDir::cleanPath(candidate));
+    }
+    directories.removeDuplicates();
+    return directories;
 }
 
 bool LoggerDb::initialize()
@@ -135,9 +150,22 @@ bool LoggerDb::readParameters(const QString& configFile)
 {
     if (configFile.isEmpty())
         return false;
-    // No configuration file is read: every name gives false, and disk, path, data folder,
-    // catalogue name and quotas keep their values.
-    return false;
+    LoggerParser parser;
+    LoggerDatabaseInfos infos;
+    if (!parser.loadFile(configFile, infos)) {
+        setError(QStringLiteral("invalid file content"));
+        return false;
+    }
+    parser.setMemoryManager(infos);
+    // Without a target path the card service names the mount point at the start.
+    if (!infos.targetPath.isEmpty()) {
+        mDiskName = infos.targetPath;
+        mPath = mDiskName + QStringLiteral("/logger");
+    }
+    mDbName = infos.dbName;
+    mFileDir = infos.fileDir;
+    mDropSchema = infos.dropSchema;
+    return true;
 }
 
 bool LoggerDb::initializeSDCard()
@@ -166,6 +194,13 @@ bool LoggerDb::initialize(const QString& disk, const QString& path, const QStrin
         }
         checkUtc();
 
+        // initialize() and reinitialize() hand in this object's own members, which
+        // readCardLocation overwrites with what the card reports: what the caller gave is kept
+        // aside first, so that it still wins over the card.
+        const QString givenDisk = disk;
+        const QString givenPath = path;
+        const QString givenDataFolder = dataFolder;
+        const QString givenDbName = dbName;
         if (!readCardLocation())
             return false;
 
@@ -174,7 +209,7 @@ bool LoggerDb::initialize(const QString& disk, const QString& path, const QStrin
             return false;
         }
 
-        takeGivenLocation(disk, path, dataFolder, dbName, dropSchema);
+        takeGivenLocation(givenDisk, givenPath, givenDataFolder, givenDbName, dropSchema);
         if (!checkMountedDisk())
             return false;
 

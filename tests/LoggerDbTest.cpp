@@ -4,7 +4,6 @@
 
 #include "LoggerDb.h"
 
-#include "LoggerTestSeams.h"
 #include "CatalogueMapping.h"
 #include "Database.h"
 #include "DatabaseExceptions.h"
@@ -14,6 +13,7 @@
 #include "LoggerGlobalStates.h"
 #include "LoggerRetriedTransaction.h"
 #include "LoggerSqlite.h"
+#include "LoggerTestSeams.h"
 #include "SchemaCatalog.h"
 #include "TemporaryCatalogue.h"
 #include "TemporaryStoreRoot.h"
@@ -31,8 +31,6 @@
 #include <sqlite3.h>
 
 #include <chrono>
-#include <iostream>
-#include <sstream>
 #include <thread>
 
 #include <unistd.h>
@@ -643,32 +641,7 @@ TEST_F(LoggerDbTest, AReaderThatClosesLogsAndCountsItsRefusalToSetTheState)
     EXPECT_EQ(reader.store().readLoggerStateFile(), posted);
 }
 
-// --- Without a card: configuration, messages, errors, process id ---------------------------
-
-TEST_F(LoggerDbTest, InitializeWithoutConfigurationNamesTheMissingFile)
-{
-    std::ostringstream captured;
-    std::streambuf* const earlier = std::cerr.rdbuf(captured.rdbuf());
-    const bool result = LoggerDb::getInstance().initialize();
-    std::cerr.rdbuf(earlier);
-    EXPECT_FALSE(result);
-    EXPECT_EQ(captured.str(),
-              "Configuration file not found: database.xml\nAdd it to one of these directories:\n");
-}
-
-TEST_F(LoggerDbTest, InitializeWithAnUnreadableConfigurationFails)
-{
-    TemporaryStoreRoot root;
-    const QString config = root.filePath(QStringLiteral("database.xml"));
-    ASSERT_TRUE(writeWholeFile(config, "<dataBase/>"));
-    LoggerDb& db = LoggerDb::getInstance();
-    EXPECT_FALSE(db.initialize(config));
-    EXPECT_EQ(db.getAndResetLastError(), QStringLiteral("Error reading Parameter file"));
-    EXPECT_FALSE(db.initialize(QString()));
-    db.setError(QStringLiteral("earlier"));
-    EXPECT_FALSE(db.initialize(config));
-    EXPECT_EQ(db.getLastError(), QStringLiteral("earlier"));
-}
+// --- Without a card: messages, errors, process id -----------------------------------------
 
 TEST_F(LoggerDbTest, RoutineAndTraceTextsReachNoLogAndTheOthersKeepTheirLevels)
 {

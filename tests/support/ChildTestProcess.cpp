@@ -14,7 +14,8 @@ bool ChildTestProcess::isChild()
 }
 
 ChildTestProcess::ChildTestProcess(const QString& testName)
-    : mTestName(testName), mTemporaryDirectory(QDir::tempPath() + QStringLiteral("/qzlogger-child-XXXXXX")),
+    : mTestName(testName), mProgram(QCoreApplication::applicationFilePath()),
+      mTemporaryDirectory(QDir::tempPath() + QStringLiteral("/qzlogger-child-XXXXXX")),
       mEnvironment(QProcessEnvironment::systemEnvironment())
 {
     mEnvironment.insert(QString::fromLatin1(kChildVariable), QStringLiteral("1"));
@@ -47,12 +48,17 @@ void ChildTestProcess::setWorkingDirectory(const QString& directory)
     mProcess.setWorkingDirectory(directory);
 }
 
+void ChildTestProcess::setProgram(const QString& program)
+{
+    mProgram = program;
+}
+
 bool ChildTestProcess::start(int timeoutMs)
 {
     if (!mTemporaryDirectory.isValid())
         return false;
     mProcess.setProcessEnvironment(mEnvironment);
-    mProcess.setProgram(QCoreApplication::applicationFilePath());
+    mProcess.setProgram(mProgram);
     mProcess.setArguments({QStringLiteral("--gtest_filter=") + mTestName});
     mProcess.start();
     return mProcess.waitForStarted(timeoutMs);

@@ -32,6 +32,9 @@ public:
     void setVariable(const QString& name, const QString& value);
     void unsetVariable(const QString& name);
     void setWorkingDirectory(const QString& directory);
+    // Runs this program in place of the running test program: a copy of it placed elsewhere, for
+    // behaviour that depends on where the program lies.
+    void setProgram(const QString& program);
 
     // Starts the child with its standard input open.
     bool start(int timeoutMs = kDefaultTimeoutMs);
@@ -69,6 +72,7 @@ private:
     void collectOutput();
 
     QString mTestName;
+    QString mProgram;
     // Declared before mProcess, so that it is removed only after the child has been reaped.
     QTemporaryDir mTemporaryDirectory;
     QProcessEnvironment mEnvironment;

@@ -1,0 +1,3 @@
+#include "LoggerFilter.h"
+
+LoggerFilter::~LoggerFilter() = default;
