@@ -186,7 +186,14 @@ public:
     QString getFullDbName() const;
     QString getDataFolder() const;
     // Bytes of the catalogue file; 0 where there is none.
+    //
+    // The writer is the only process that changes the catalogue, and it does so only in
+    // transactions: there the size is read once after each transaction (and after the catalogue
+    // was opened) and kept, since the quota asks for it at every block a logger writes. A reader
+    // reads it from the file each time.
     double getDataBaseSize() const;
+    // Called at the end of every catalogue transaction of the process: the file may have grown.
+    QZLOGGER_NO_EXPORT void catalogueChanged();
 
     // Log texts of the store. Routine (0) and trace (1) texts produce no output at all; 2 is
     // info, 3 warn, 4 error, 5 fatal, and errors and fatals count in TrackObject even where the
@@ -199,7 +206,8 @@ public:
     QString getAndResetLastError();
     // Counts a catalogue exception, keeps what() + ": " + description as the last error and
     // logs it as fatal.
-    QZLOGGER_NO_EXPORT void handleOdbException(const qzdb::Exception& exception, const std::string& description);
+    QZLOGGER_NO_EXPORT void handleOdbException(const qzdb::Exception& exception,
+                                               const std::string& description);
     void incrementExceptionCounter();
     int getExceptionCounter() const;
 
@@ -257,6 +265,8 @@ private:
 
     QMutex mDbMutex{QMutex::Recursive};
     mutable QMutex mConnectionMutex; // guards mDb, which getDb and setDb may see from any thread
+    // The writer's catalogue size in bytes as last read; below 0 where it must be read anew.
+    mutable std::atomic<double> mDataBaseSize{-1.0};
     std::shared_ptr<qzdb::Database> mDb;
     LoggerPerformanceCounter mPerformanceCounter;
 

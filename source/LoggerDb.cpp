@@ -78,6 +78,7 @@ void LoggerDb::setDb(std::shared_ptr<qzdb::Database> db)
 {
     QMutexLocker locker(&mConnectionMutex);
     mDb = std::move(db);
+    catalogueChanged();
 }
 
 QMutex* LoggerDb::getDbMutex()
@@ -321,7 +322,19 @@ QString LoggerDb::getDataFolder() const
 
 double LoggerDb::getDataBaseSize() const
 {
-    return static_cast<double>(QFileInfo(getFullDbName()).size());
+    if (!mWriter)
+        return static_cast<double>(QFileInfo(getFullDbName()).size());
+    double size = mDataBaseSize.load();
+    if (size < 0) {
+        size = static_cast<double>(QFileInfo(getFullDbName()).size());
+        mDataBaseSize.store(size);
+    }
+    return size;
+}
+
+void LoggerDb::catalogueChanged()
+{
+    mDataBaseSize.store(-1.0);
 }
 
 // ---------------------------------------------------------------------------------------------

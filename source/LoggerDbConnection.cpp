@@ -327,6 +327,8 @@ bool LoggerDb::completeOpening()
     }
 
     mInitialized = true;
+    // The schema may have been made or repaired since the connection was set.
+    catalogueChanged();
     // The accounts of the quota come from the catalogue just opened and the files it names.
     LoggerMemoryInterface().initialize(getDiskName());
     logDatabaseState(DATABASE_INITIALIZED);

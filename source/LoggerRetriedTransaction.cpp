@@ -67,6 +67,11 @@ bool retriedTransaction(const std::string& description, const std::function<bool
     // Held for the whole frame, waits included: the catalogue work of the process is serial.
     QMutexLocker locker(loggerDb.getDbMutex());
     LastRetryText retryText;
+    // Whatever the outcome, the catalogue file may have changed its size.
+    struct SizeChanged {
+        LoggerDb& db;
+        ~SizeChanged() { db.catalogueChanged(); }
+    } sizeChanged{loggerDb};
 
     const std::shared_ptr<qzdb::Database> database = loggerDb.getDb();
     if (database == nullptr) {

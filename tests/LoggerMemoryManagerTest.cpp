@@ -5,12 +5,14 @@
 // none. Each test runs in a process of its own.
 
 #include "LoggerMemoryManager.h"
+#include "Database.h"
 #include "DefnBaseType.h"
 #include "LogCapture.h"
 #include "LoggerAccess.h"
 #include "LoggerDb.h"
 #include "LoggerFileSystem.h"
 #include "LoggerMemoryInterface.h"
+#include "LoggerRetriedTransaction.h"
 #include "LoggerTestSeams.h"
 #include "LoggerWithFiles.h"
 #include "TmpfsMount.h"
@@ -554,4 +556,23 @@ TEST_F(LoggerMemoryManagerTest, WithoutTheCatalogueNothingIsRemovedAndTheAnswerS
     int index = 5;
     EXPECT_EQ(manager().getOldestLoggerFileInfo(LoggerType::CYCLIC, LoggerDataType::MEAN, index), nullptr);
     EXPECT_EQ(index, -1);
+}
+
+TEST_F(LoggerMemoryManagerTest, TheCatalogueSizeTheQuotaSubtractsFollowsEveryTransactionOfTheWriter)
+{
+    startStore();
+    LoggerDb& db = LoggerDb::getInstance();
+    const auto fileSize = [&db] { return static_cast<double>(QFileInfo(db.getFullDbName()).size()); };
+    const double before = db.getDataBaseSize();
+    EXPECT_EQ(before, fileSize());
+    // A transaction that grows the file by far more than a page.
+    ASSERT_TRUE(retriedTransaction("grow", [&db] {
+        db.getDb()->executeRaw("CREATE TABLE filler(x BLOB)");
+        db.getDb()->executeRaw("INSERT INTO filler VALUES(zeroblob(1000000))");
+        return true;
+    }));
+    EXPECT_GT(fileSize(), before + 900000);
+    EXPECT_EQ(db.getDataBaseSize(), fileSize());
+    EXPECT_EQ(manager().getLoggerDiskSize(),
+              manager().getDiskInfo().total - manager().getReserve() - fileSize());
 }
