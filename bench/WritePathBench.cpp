@@ -34,42 +34,9 @@ namespace {
 
 constexpr int kHeaderSize = 44;
 constexpr int kItemSize = static_cast<int>(sizeof(DataMean)); // utc, quality, min, mean, max
-constexpr int32_t kFirstSecond = 1763802000;                  // 2025-11-22, mid-day in any zone
 // One file for the whole run: the benchmark measures the block path, not the change of files.
 constexpr int kMaximumFileSize = 1024 * 1024 * 1024;
 const int kBlockItems[] = {1, 10, 100};
-
-// A block of items whose stamps are moved on before every write, one millisecond per item, so
-// that every block lies behind the one before, as the logger's order check wants it.
-class RisingBlock {
-public:
-    explicit RisingBlock(int items) : mItems(static_cast<size_t>(items))
-    {
-        for (size_t index = 0; index < mItems.size(); ++index) {
-            mItems[index].quality = static_cast<uint32_t>(index);
-            mItems[index].min = 229.5f;
-            mItems[index].mean = 230.0f;
-            mItems[index].max = 230.5f;
-        }
-    }
-
-    const char* next()
-    {
-        for (DataMean& item : mItems) {
-            item.utc = DataTimespec{static_cast<int32_t>(kFirstSecond + mNumber / 1000),
-                                    static_cast<int32_t>((mNumber % 1000) * 1000000)};
-            ++mNumber;
-        }
-        return reinterpret_cast<const char*>(mItems.data());
-    }
-
-    int items() const { return static_cast<int>(mItems.size()); }
-    size_t bytes() const { return mItems.size() * sizeof(DataMean); }
-
-private:
-    std::vector<DataMean> mItems;
-    int64_t mNumber = 0;
-};
 
 constexpr int kCacheItems = 100;
 // Long enough that the quiet period never ends during a run: the cache writes when it is full.
