@@ -34,6 +34,7 @@
 #include "LoggerResult.h"
 #include "LoggerTemplate.h"
 #include "MeanItemFiles.h"
+#include "ProgressFile.h"
 #include "TmpfsMount.h"
 #include "WriterStore.h"
 
@@ -218,32 +219,6 @@ private:
 };
 
 // --- Talk between the processes ----------------------------------------------------------------
-
-// The number of means on the card, replaced by a rename so that a reader sees either the old
-// number or the new one.
-bool publishProgress(const QString& name, int64_t means)
-{
-    const QString temporary = name + QStringLiteral(".new");
-    QFile file(temporary);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        return false;
-    const QByteArray text = QByteArray::number(static_cast<qlonglong>(means)) + '\n';
-    if (file.write(text) != text.size())
-        return false;
-    file.close();
-    return std::rename(QFile::encodeName(temporary).constData(), QFile::encodeName(name).constData()) == 0;
-}
-
-// -1 where the file is missing or unreadable.
-int64_t readProgress(const QString& name)
-{
-    QFile file(name);
-    if (!file.open(QIODevice::ReadOnly))
-        return -1;
-    bool ok = false;
-    const qlonglong means = file.readAll().trimmed().toLongLong(&ok);
-    return ok ? means : -1;
-}
 
 std::vector<double> quotasFromVariable()
 {

@@ -23,6 +23,7 @@
 #include "LoggerFileSystem.h"
 #include "LoggerResult.h"
 #include "MeanItemFiles.h"
+#include "ProgressFile.h"
 #include "TestLogger.h"
 #include "WriterStore.h"
 
@@ -141,32 +142,6 @@ QByteArray lastLine(const QByteArray& output, const QByteArray& prefix)
             return lines[index];
     }
     return QByteArray();
-}
-
-// The progress file holds the number of items the writer has finished. It is replaced by a
-// rename, so that a reader sees either the old number or the new one, never a part of either.
-bool publishProgress(const QString& name, int64_t finished)
-{
-    const QString temporary = name + QStringLiteral(".new");
-    QFile file(temporary);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        return false;
-    const QByteArray text = QByteArray::number(static_cast<qlonglong>(finished)) + '\n';
-    if (file.write(text) != text.size())
-        return false;
-    file.close();
-    return std::rename(QFile::encodeName(temporary).constData(), QFile::encodeName(name).constData()) == 0;
-}
-
-// -1 where the file is missing or unreadable.
-int64_t readProgress(const QString& name)
-{
-    QFile file(name);
-    if (!file.open(QIODevice::ReadOnly))
-        return -1;
-    bool ok = false;
-    const qlonglong finished = file.readAll().trimmed().toLongLong(&ok);
-    return ok ? finished : -1;
 }
 
 // The logger of the writer processes: items of DataMean in small files.
