@@ -412,13 +412,13 @@ std::vector<QString> DefnTypePersistance::readIds(LoggerType type, LoggerDataTyp
     return ids;
 }
 
-std::shared_ptr<DefnBaseType> DefnTypePersistance::readBaseType(LoggerType type, int id)
+std::shared_ptr<DefnBaseType> DefnTypePersistance::readBaseType(LoggerType type, int id, const char* description)
 {
     std::shared_ptr<DefnBaseType> baseType;
     if (!LoggerDb::getInstance().isInitialized()) {
         return baseType;
     }
-    if (!inTransaction("readBaseType", [&] {
+    if (!inTransaction(description, [&] {
             baseType = findBaseType(type, id);
             return true;
         })) {

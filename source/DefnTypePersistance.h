@@ -83,9 +83,11 @@ public:
     // The identification strings of the loggers of a kind and data type, each once.
     std::vector<QString> readIds(LoggerType type, LoggerDataType dataType);
 
-    // The type of that Id, with its file list; empty if there is none or the database is not
-    // initialised.
-    std::shared_ptr<DefnBaseType> readBaseType(LoggerType type, int id);
+    // The type of that Id, with its file list; empty if there is none, the database is not
+    // initialised or the catalogue fails. Outside a transaction it runs in a retried transaction
+    // of its own, which the retry texts name by `description`.
+    std::shared_ptr<DefnBaseType> readBaseType(LoggerType type, int id,
+                                               const char* description = "readBaseType");
     // Loads the object anew by its own mType and Id and puts the new object in the caller's
     // pointer. False, and the pointer unchanged, when it can't be read.
     bool readCurrentBaseType(std::shared_ptr<DefnBaseType>& baseType);

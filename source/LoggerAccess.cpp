@@ -17,6 +17,7 @@
 #include "LoggerMemoryManager.h"
 #include "LoggerRetriedTransaction.h"
 #include "ProcessInfo.h"
+#include "TimeOrder.h"
 
 #include <QDate>
 #include <QDateTime>
@@ -54,12 +55,6 @@ bool isDatabaseInitialized()
 bool isZero(const DataTimespec& time)
 {
     return time.tv_sec == 0 && time.tv_nsec == 0;
-}
-
-// Seconds first, then nanoseconds.
-bool isEarlier(const DataTimespec& a, const DataTimespec& b)
-{
-    return a.tv_sec < b.tv_sec || (a.tv_sec == b.tv_sec && a.tv_nsec < b.tv_nsec);
 }
 
 timespec zeroTime()

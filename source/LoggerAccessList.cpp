@@ -3,6 +3,7 @@
 #include "DefnBaseType.h"
 #include "LoggerDb.h"
 #include "LoggerFileSystem.h"
+#include "TimeOrder.h"
 
 #include <QMutex>
 #include <QMutexLocker>
@@ -137,7 +138,7 @@ void LoggerAccessList::clearAll()
 // The eviction choice: among the family's loggers with more than one file, the one whose oldest
 // file was created first. Creation time, not the time range of the data, decides, and on equal
 // times the logger that comes first in the list loses its file. The file that goes is the first
-// of the chosen logger's list, the one its files were appended after.
+// of the chosen logger's list (index 0), the one its files were appended after.
 std::shared_ptr<LoggerAccess> LoggerAccessList::getOldestFileInfo(LoggerType type, LoggerDataType dataType,
                                                                   int& index)
 {
@@ -157,21 +158,11 @@ std::shared_ptr<LoggerAccess> LoggerAccessList::getOldestFileInfo(LoggerType typ
         if (!oldest) {
             return nullptr;
         }
-        for (int counter = 0; counter < files; ++counter) {
-            if (!best) {
-                best = access;
-                bestCreated = oldest->UtcCreated;
-                index = 0;
-                continue;
-            }
-            const bool earlier = oldest->UtcCreated.tv_sec < bestCreated.tv_sec ||
-                                 (oldest->UtcCreated.tv_sec == bestCreated.tv_sec &&
-                                  oldest->UtcCreated.tv_nsec < bestCreated.tv_nsec);
-            if (earlier) {
-                best = access;
-                bestCreated = oldest->UtcCreated;
-                index = counter;
-            }
+        // Only a strictly earlier file replaces the best: on a tie the earlier entry keeps it.
+        if (!best || isEarlier(oldest->UtcCreated, bestCreated)) {
+            best = access;
+            bestCreated = oldest->UtcCreated;
+            index = 0;
         }
     }
     return best;

@@ -1,8 +1,9 @@
 #include "LoggerApiBase.h"
 
 #include "DefnTypePersistance.h"
-#include "LoggerRetriedTransaction.h"
 #include "LoggerHooks.h"
+#include "LoggerRetriedTransaction.h"
+#include "TimeOrder.h"
 
 #include <QThread>
 
@@ -20,12 +21,6 @@ QString number(LoggerDataType dataType)
     return QString::number(static_cast<int>(dataType));
 }
 
-// Seconds first, then nanoseconds.
-bool earlier(timespec a, timespec b)
-{
-    return a.tv_sec < b.tv_sec || (a.tv_sec == b.tv_sec && a.tv_nsec < b.tv_nsec);
-}
-
 // Oldest first by the start of the first item; files without an object sort first, where the
 // walk from the newest file reaches them last.
 void sortByStart(std::vector<std::shared_ptr<LoggerFileInfo>>& files)
@@ -35,7 +30,7 @@ void sortByStart(std::vector<std::shared_ptr<LoggerFileInfo>>& files)
                          if (a == nullptr || b == nullptr) {
                              return a == nullptr && b != nullptr;
                          }
-                         return earlier(a->UtcStart, b->UtcStart);
+                         return isEarlier(a->UtcStart, b->UtcStart);
                      });
 }
 
@@ -174,12 +169,12 @@ std::vector<DataMeasType> LoggerApiBase::getDataMeasTypes(LoggerType type, Logge
 
 bool LoggerApiBase::IsInRange(timespec t, timespec start, timespec end)
 {
-    return !earlier(t, start) && !earlier(end, t);
+    return !isEarlier(t, start) && !isEarlier(end, t);
 }
 
 bool LoggerApiBase::checkRange(timespec start, timespec end, timespec fileStart, timespec fileEnd)
 {
-    if (!earlier(start, fileStart) && !earlier(fileEnd, end)) {
+    if (!isEarlier(start, fileStart) && !isEarlier(fileEnd, end)) {
         return true; // the range lies inside the file
     }
     return IsInRange(fileStart, start, end) || IsInRange(fileEnd, start, end);

@@ -7,8 +7,8 @@
 #include "LoggerDb.h"
 #include "LoggerDebug.h"
 #include "LoggerFileSystem.h"
-#include "LoggerRetriedTransaction.h"
 #include "LoggerSDCard.h"
+#include "TimeOrder.h"
 
 #include <QDir>
 #include <QFile>
@@ -78,25 +78,13 @@ double dirSizeFlat(const QString& path)
     return size;
 }
 
-// Copies of the rows never carry file lists: each type is loaded with its files, in a
-// transaction of its own.
-std::shared_ptr<DefnBaseType> loadBaseType(LoggerType type, int id, const char* description, bool& loaded)
-{
-    std::shared_ptr<DefnBaseType> baseType;
-    loaded = retriedTransaction(description, [&] {
-        baseType = DefnTypePersistance().readBaseType(type, id);
-        return true;
-    });
-    return baseType;
-}
-
 bool clearBaseType(DefnBaseType* rowType)
 {
     if (!LoggerDb::getInstance().isInitialized())
         return false;
-    bool loaded = false;
-    const auto baseType = loadBaseType(rowType->mType, rowType->Id, "clearBaseType", loaded);
-    if (!loaded || !baseType) {
+    // Copies of the rows carry no file lists: the type is loaded anew with its files.
+    const auto baseType = DefnTypePersistance().readBaseType(rowType->mType, rowType->Id, "clearBaseType");
+    if (!baseType) {
         dbMessage(QStringLiteral("Logger Memory: cannot remove Base Type ") + QString::number(rowType->Id),
                   LOGGER_MESSAGE_FATAL);
         return false;
@@ -237,8 +225,7 @@ double LoggerMemoryManager::readUsedMemorySize(LoggerType type, LoggerDataType d
     const std::vector<DefnBaseType> rows =
         DefnTypePersistance().readBaseTypes(type, dataType, QString(), true);
     for (const DefnBaseType& row : rows) {
-        bool loaded = false;
-        const auto baseType = loadBaseType(type, row.Id, "readBaseType", loaded);
+        const auto baseType = DefnTypePersistance().readBaseType(type, row.Id, "readBaseType");
         if (!baseType) {
             TRACK_ERROR(*this, QStringLiteral("ptrBaseType == nullptr"));
             continue;
@@ -293,7 +280,7 @@ PtrLoggerFileInfo LoggerMemoryManager::addDataSize(LoggerType type, LoggerDataTy
     const float diskSize = static_cast<float>(getLoggerDiskSize());
     if (diskSize == 0.0f || file == nullptr)
         return nullptr;
-    const float used = static_cast<float>(mUsedSizes[key]);
+    const float used = static_cast<float>(account.value());
     const float max = static_cast<float>(mMaximalSizes[key]);
     const float percent = used / diskSize * 100.0f;
 
@@ -454,9 +441,8 @@ std::vector<PtrLoggerFileInfo> LoggerMemoryManager::getFileList(LoggerType type,
         return files;
     const std::vector<DefnBaseType> rows = DefnTypePersistance().readBaseTypes(type, dataType, filter, true);
     for (const DefnBaseType& row : rows) {
-        bool loaded = false;
-        const auto baseType = loadBaseType(type, row.Id, "getFileList", loaded);
-        if (!loaded || !baseType) {
+        const auto baseType = DefnTypePersistance().readBaseType(type, row.Id, "getFileList");
+        if (!baseType) {
             dbMessage(QStringLiteral("cannot read Base Type ") + QString::number(row.Id),
                       LOGGER_MESSAGE_FATAL);
             continue;
@@ -471,9 +457,7 @@ std::vector<PtrLoggerFileInfo> LoggerMemoryManager::getFileList(LoggerType type,
         }
     }
     std::stable_sort(files.begin(), files.end(), [](const PtrLoggerFileInfo& a, const PtrLoggerFileInfo& b) {
-        if (a->UtcStart.tv_sec != b->UtcStart.tv_sec)
-            return a->UtcStart.tv_sec < b->UtcStart.tv_sec;
-        return a->UtcStart.tv_nsec < b->UtcStart.tv_nsec;
+        return isEarlier(a->UtcStart, b->UtcStart);
     });
     return files;
 }
