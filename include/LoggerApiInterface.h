@@ -63,7 +63,10 @@ public:
     // operation may only be appended after the last one.
     virtual ~LoggerApiInterface();
 
-    // Connects or disconnects a receiver of the logger state signals of the card client.
+    // Connects or disconnects a receiver of the logger state signals of the card client: its
+    // slot loggerStateChanged(LoggerState) gets every state this process posts, through a
+    // queued connection where its thread differs. One object per class; nothing happens in a
+    // process without a card client.
     virtual void registerLoggerstate(QObject* receiver) = 0;
     virtual void unregisterLoggerstate(QObject* receiver) = 0;
     // The quota of a family of loggers and the share of it in use, in per cent.

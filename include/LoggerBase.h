@@ -28,11 +28,13 @@ using PtrLoggerAccess = std::shared_ptr<LoggerAccess>;
 // Registration. A logger enters LoggerList and its access object LoggerAccessList during its own
 // construction, before any derived part exists, and leaves both in its destructor.
 //
-// Threads. initializeLogger, startLogger, stopLogger and closeFile run on the thread that drives
-// LoggerList and take no lock of their own; they must not run while another thread writes to the
-// same logger. writeDatas, updateDatas and deleteActualLogger take the recursive mSaveAccess of
-// the access object for their whole run; the catalogue mutex of LoggerDb is only taken inside,
-// through retried transactions.
+// Threads. LoggerList drives initializeLogger, startLogger, stopLogger, closeFile and reOpenFile,
+// on the card client's thread when the card comes and goes, while the writer's thread may write.
+// writeDatas, updateDatas, deleteActualLogger, startLogger and reOpenFile take the recursive
+// mSaveAccess of the access object for their whole run, closeFile once the cache is flushed (a
+// cache's lock is always taken before its logger's); the catalogue mutex of LoggerDb is only
+// taken inside, through retried transactions. initializeLogger on its own takes no lock: it must
+// not run while another thread writes to the same logger.
 //
 // Outcome of initializing: the result of initializeLogger is always true; what happened is
 // getLoggerState() (1 disabled, 4 failed, 5 initialized), isEnabled() and isInitialized().

@@ -82,8 +82,8 @@ public:
     // empty name; false with the last error "invalid file content" where the file is not a
     // complete configuration, and then quotas, disk and names stay as they were.
     bool readParameters(const QString& configFile);
-    // Brings the catalogue up. The card service must report the card mounted (a reader goes on
-    // without the service); non-empty arguments override the disk and path it reports, and the
+    // Brings the catalogue up. A process without a card client starts one here. The card
+    // service must report the card mounted (a reader goes on without the service); non-empty arguments override the disk and path it reports, and the
     // disk must exist and be mounted. The writer writes the process-id file, a reader reads it.
     // path/dbName (cut to 99 bytes) is opened read-write by the writer, read-only by a reader,
     // checked, repaired by the writer where damaged and given the schema (anew with dropSchema);
@@ -180,6 +180,9 @@ public:
     // The size of the logger partition as the card service reported it at the last initialize;
     // 0 where the service reports none.
     qint64 getSize() const;
+    // Creates the card client where there is none and starts it once (LoggerSDCard::initialize):
+    // from then on it follows the card service by itself. True where it runs.
+    bool initializeSDCard();
     // The card service's client; null until initialize or initializeSDCard made one.
     QZLOGGER_NO_EXPORT LoggerSDCard* getLoggerSDCard() const;
     // Empty while no catalogue name is set.
@@ -236,8 +239,6 @@ private:
     // /opt/qz/share/qz-core/defaults, the running program's folder, then Qt's configuration
     // locations (XDG_CONFIG_HOME, then XDG_CONFIG_DIRS).
     static QStringList getConfigSearchDirectories();
-    // Creates the card client where there is none and brings up its interface to the service.
-    bool initializeSDCard();
     // The steps of initialize(disk, path, dataFolder, dbName, dropSchema), in this order. Each
     // false ends the start. readCardLocation takes mount point and logger folder from the card;
     // a reader goes on without the card, the writer does not.
@@ -260,7 +261,6 @@ private:
     // SQLite's open flags of this process's role.
     int openFlags() const;
     void databaseExistsMessage(bool exists);
-    int getFailedLoggerCount() const;
     void debugLoggerState(const char* label, LoggerState state);
 
     QMutex mDbMutex{QMutex::Recursive};

@@ -3,6 +3,8 @@
 #include "LoggerDb.h"
 #include "LoggerFileSystem.h"
 #include "LoggerGlobalStates.h"
+#include "LoggerList.h"
+#include "LoggerSDCard.h"
 
 DatabaseInterface::~DatabaseInterface() = default;
 
@@ -56,6 +58,13 @@ bool DatabaseInterface::initialize(const QString& fileName)
     return db.initialize(fileName);
 }
 
+bool DatabaseInterface::initializeSDCard()
+{
+    LoggerDb& db = LoggerDb::getInstance();
+    db.loggerMessage("DatabaseInterface::initializeSDCard()", LOGGER_MESSAGE_ROUTINE);
+    return db.initializeSDCard();
+}
+
 bool DatabaseInterface::reinitialize()
 {
     return LoggerDb::getInstance().reinitialize();
@@ -99,4 +108,50 @@ int DatabaseInterface::getTotalTransactionCount()
 double DatabaseInterface::getTotalWriteFileTime()
 {
     return LoggerFileSystem::mWritePerformance.getTotalDuration();
+}
+
+LoggerSDCard* DatabaseInterface::getLoggerSDCard()
+{
+    return LoggerDb::getInstance().getLoggerSDCard();
+}
+
+bool DatabaseInterface::isSdcardMounted()
+{
+    const LoggerSDCard* sdCard = getLoggerSDCard();
+    return sdCard != nullptr && sdCard->isSDCardMounted();
+}
+
+void DatabaseInterface::setSDcardMounted()
+{
+    LoggerSDCard* sdCard = getLoggerSDCard();
+    if (sdCard != nullptr)
+        sdCard->SetSdState(SDC_MOUNTED);
+}
+
+bool DatabaseInterface::initializeLoggers()
+{
+    return LoggerList::initializeLoggers();
+}
+
+void DatabaseInterface::setShouldStartLoggers(bool start)
+{
+    LoggerList::getInstance()->setShouldStartLoggers(start);
+}
+
+bool DatabaseInterface::startStopLoggers(bool start)
+{
+    return start ? LoggerList::startLoggers() : LoggerList::stopLoggers();
+}
+
+bool DatabaseInterface::deleteAllLoggers()
+{
+    return LoggerList::getInstance()->deleteAllLoggers(true);
+}
+
+void DatabaseInterface::factoryReset()
+{
+    LoggerList::stopLoggers();
+    LoggerDb& db = LoggerDb::getInstance();
+    db.setReadable(false);
+    db.deleteLoggerFolder();
 }

@@ -3,6 +3,7 @@
 #include "LoggerDb.h"
 #include "LoggerHeader.h"
 #include "LoggerList.h"
+#include "LoggerSDCard.h"
 
 #include <QLatin1String>
 
@@ -103,14 +104,18 @@ bool LoggerApi::existsDataMeasType(std::vector<DataMeasType>& types, const QStri
 // ---------------------------------------------------------------------------------------------
 // The operations of LoggerApiInterface, in its order.
 
-void LoggerApi::registerLoggerstate(QObject*)
+void LoggerApi::registerLoggerstate(QObject* receiver)
 {
-    reportNotAvailable("registerLoggerstate");
+    LoggerSDCard* sdCard = LoggerDb::getInstance().getLoggerSDCard();
+    if (sdCard != nullptr)
+        sdCard->connectReceiver(receiver);
 }
 
-void LoggerApi::unregisterLoggerstate(QObject*)
+void LoggerApi::unregisterLoggerstate(QObject* receiver)
 {
-    reportNotAvailable("unregisterLoggerstate");
+    LoggerSDCard* sdCard = LoggerDb::getInstance().getLoggerSDCard();
+    if (sdCard != nullptr)
+        sdCard->disconnectReceiver(receiver);
 }
 
 double LoggerApi::getMaximalLoggerSize(LoggerType, LoggerDataType)

@@ -346,6 +346,8 @@ void LoggerBase::addToDebugFile(const QString& name)
 
 bool LoggerBase::startLogger()
 {
+    // The card's thread starts the loggers while the writer's thread may write to them.
+    QMutexLocker locker(mAccess ? mAccess->getSaveAccess() : nullptr);
     const QString name = getLoggerName();
     if (mStarted) {
         debugMessage(name + QStringLiteral(" ist bereits gestartet"));
@@ -386,7 +388,9 @@ void LoggerBase::closeFile()
     if (!mAccess) {
         return;
     }
+    // What waits in the cache goes out first; the cache's lock comes before the logger's.
     flush();
+    QMutexLocker locker(mAccess->getSaveAccess());
     QFile& file = mAccess->getFile();
     if (file.isOpen()) {
         file.close();
@@ -400,6 +404,7 @@ void LoggerBase::closeFile()
 
 bool LoggerBase::reOpenFile()
 {
+    QMutexLocker locker(mAccess->getSaveAccess());
     if (!isDatabaseInitialized()) {
         return false;
     }

@@ -204,10 +204,12 @@ void LoggerDb::setLoggerState(LoggerState state)
     }
     mStateMachine.setState(state);
     const LoggerState current = mStateMachine.getState();
-    // The word reaches other processes through the shared state file alone; the card client does
-    // not publish it on the bus.
+    // The card client hands the word on to the receivers registered in this process; other
+    // processes read it from the shared state file.
     if (mLoggerSDCard == nullptr)
         loggerMessage("mLoggerSDCard==nullptr", LOGGER_MESSAGE_ERROR);
+    else
+        mLoggerSDCard->emitState(current);
     debugLoggerState("setLoggerState", current);
 }
 

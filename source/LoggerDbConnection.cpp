@@ -13,6 +13,7 @@
 #include "LoggerMemoryInterface.h"
 #include "LoggerParser.h"
 #include "LoggerRetriedTransaction.h"
+#include "LoggerList.h"
 #include "LoggerSDCard.h"
 #include "LoggerSqlite.h"
 #include "SchemaCatalog.h"
@@ -174,9 +175,10 @@ bool LoggerDb::initializeSDCard()
         mLoggerSDCard = LoggerSDCard::createInstance();
     if (mLoggerSDCard == nullptr)
         return false;
-    if (!mLoggerSDCard->isInitialized())
-        mLoggerSDCard->initializeInterface();
-    return mLoggerSDCard->isInitialized();
+    // The client is started once; it follows the service from then on by itself.
+    if (mLoggerSDCard->isStarted())
+        return true;
+    return mLoggerSDCard->initialize();
 }
 
 bool LoggerDb::initialize(const QString& disk, const QString& path, const QString& dataFolder,
@@ -228,15 +230,15 @@ bool LoggerDb::initialize(const QString& disk, const QString& path, const QStrin
 }
 
 // The card: its service reports whether it is mounted, where, and the logger's folder. A client
-// made here has no one else to connect it to the service; one that exists keeps the connection
-// its maker gave it, so that a reader that opens anew after each restart of the writer does not
-// ask the bus again every time.
+// made here has no one else to start it, so it is started here and follows the card from then
+// on; one that exists keeps the connection its maker gave it, so that a reader that opens anew
+// after each restart of the writer does not ask the bus again every time.
 bool LoggerDb::readCardLocation()
 {
     if (mLoggerSDCard == nullptr) {
         mLoggerSDCard = LoggerSDCard::createInstance();
         if (mLoggerSDCard != nullptr)
-            mLoggerSDCard->initializeInterface();
+            mLoggerSDCard->initialize();
     }
     if (mLoggerSDCard == nullptr || !mLoggerSDCard->isInitialized()) {
         if (mWriter) {
@@ -387,16 +389,9 @@ bool LoggerDb::reinitialize()
     return initialize();
 }
 
-int LoggerDb::getFailedLoggerCount() const
-{
-    // Failed loggers are not counted here: initializeCompleted always posts the initialized
-    // state.
-    return 0;
-}
-
 void LoggerDb::initializeCompleted()
 {
-    const int failed = getFailedLoggerCount();
+    const int failed = LoggerList::getInstance()->getFailedLoggers();
     if (failed == 0) {
         setLoggerState(LOGGER_STATE_LOGGER_INITIALIZED);
         return;

@@ -275,10 +275,6 @@ TEST_F(LoggerApiInterfaceTest, GettersStillToComeAnswerTheirFailureValueAndSaySo
     DataSamplesBase<float, int> samples[2]{};
     EXPECT_EQ(api.convertFloatTo16Bit(samples, 2, 1.0f, 1.0f), nullptr);
 
-    api.registerLoggerstate(nullptr);
-    api.unregisterLoggerstate(nullptr);
-    EXPECT_EQ(countNotAvailable("registerLoggerstate"), 1);
-    EXPECT_EQ(countNotAvailable("unregisterLoggerstate"), 1);
     // One line per call.
     EXPECT_FALSE(api.getTimeRange(LoggerType::CYCLIC, LoggerDataType::MEAN, id, rangeStart, rangeEnd));
     EXPECT_EQ(countNotAvailable("getTimeRange"), 2);

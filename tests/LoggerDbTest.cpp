@@ -233,8 +233,9 @@ TEST_F(LoggerDbTest, AnUnmountedCardLeavesTheCatalogueClosed)
     EXPECT_TRUE(LogCapture::contains(
         dbLine("INFO", QStringLiteral("cannot initialize database because sdcard is not mounted"))))
         << LogCapture::text().toStdString();
-    // The writer reset the word at the start and posted nothing since.
-    EXPECT_EQ(store.readLoggerStateFile(), 0);
+    // The writer reset the word at the start; since then only the card client, coming up,
+    // posted what the service reports: the card is out.
+    EXPECT_EQ(store.readLoggerStateFile(), LOGGER_STATE_SD_EJECT);
     EXPECT_FALSE(QFileInfo::exists(store.databaseFile()));
     EXPECT_FALSE(QFileInfo::exists(store.pidFile()));
 }
