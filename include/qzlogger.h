@@ -23,6 +23,7 @@
 #include "LoggerDataItems.h"
 #include "LoggerDb.h"
 #include "LoggerDebug.h"
+#include "LoggerEventAlarm.h"
 #include "LoggerFileInfo.h"
 #include "LoggerFileInfoTypes.h"
 #include "LoggerFileSystem.h"

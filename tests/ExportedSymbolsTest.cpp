@@ -197,8 +197,9 @@ private:
 
 TEST_F(ExportedSymbolsTest, TheOverviewsPublicClassesAreExported)
 {
-    for (const char* name : {"DatabaseInterface", "LoggerList", "LoggerBase", "LoggerOperatorInterface",
-                             "LoggerMemoryInterface", "LoggerApiInterface", "LoggerApi", "LoggerApiBase"}) {
+    for (const char* name :
+         {"DatabaseInterface", "LoggerList", "LoggerBase", "LoggerOperatorInterface", "LoggerMemoryInterface",
+          "LoggerApiInterface", "LoggerApi", "LoggerApiBase", "LoggerEventAlarm"}) {
         EXPECT_TRUE(mInstalled.exportedClasses.contains(QLatin1String(name))) << name;
     }
     bool vtableOfApiInterface = false;

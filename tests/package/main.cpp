@@ -23,10 +23,16 @@ int main(int argc, char**)
     const int size = LoggerFileSystem::getDataItemSize(LoggerDataType::MEAN);
     std::printf("installed package: a MEAN item has %d bytes\n", size);
     if (argc > 1) {
-        // Only linked, not run: the typed read of the read frame and a writer's logger.
+        // Only linked, not run: the typed read of the read frame, a writer's logger and the
+        // event alarm log of the library.
         auto read = &LoggerApiBase::getValues<DataMean, void*>;
         ConsumerLogger logger;
         std::printf("%p %d\n", reinterpret_cast<void*>(&read), logger.getDataBlockSize());
+        LoggerEventAlarm alarm;
+        alarm.setLoggerName("consumer.alarm");
+        DataEvent event{};
+        std::printf("%d %d\n", alarm.updateEventStrings({"consumer started"}) ? 1 : 0,
+                    alarm.logEventItem(event, QStringLiteral("consumer started")) ? 1 : 0);
     }
     return size == 24 ? 0 : 1;
 }
