@@ -16,7 +16,8 @@ class QDBusMessage;
 // playable: the property State is served as whatever value it was given, a string included.
 //
 // The reply mode covers every call on /qz/sdcard, property reads included, apart from
-// introspection and Peer, which Qt and libdbus answer before the object sees them.
+// introspection and Peer, which the object leaves to Qt and libdbus: a client must still be
+// able to build its proxy of a failing service.
 //
 // Qt may call handleMessage on its own bus thread, while the setters run on the main thread;
 // mMutex guards every member below it.
