@@ -1,11 +1,23 @@
 #include "CardControl.h"
 
 #include "SimulatedCard.h"
+#include "SimulatorNames.h"
 
 #include <QCoreApplication>
+#include <QDBusError>
 #include <QTimer>
 
-CardControl::CardControl(SimulatedCard* card, QObject* parent) : QObject(parent), mCard(card)
+namespace {
+
+// The states of the card service's property State that the card events set.
+constexpr int kNotMountable = 2;
+constexpr int kMounted = 3;
+constexpr int kUnmounted = 4;
+
+} // namespace
+
+CardControl::CardControl(SimulatedCard* card, SimulatorNames* names, QObject* parent)
+    : QObject(parent), mCard(card), mNames(names)
 {
 }
 
@@ -53,6 +65,53 @@ void CardControl::EmitMemStateChanged(int state)
 {
     mCard->setMemState(state);
     mCard->emitSignal(QStringLiteral("MemStateChanged"), {state});
+}
+
+void CardControl::Eject()
+{
+    mCard->setState(kUnmounted);
+    mCard->emitSignal(QStringLiteral("EjectPressed"));
+}
+
+void CardControl::Mount()
+{
+    mCard->setState(kMounted);
+    mCard->emitSignal(QStringLiteral("CardMounted"));
+}
+
+void CardControl::Corrupt()
+{
+    mCard->setState(kNotMountable);
+    mCard->emitSignal(QStringLiteral("CardCorrupt"));
+}
+
+void CardControl::SetMemState(int state)
+{
+    EmitMemStateChanged(state);
+}
+
+void CardControl::Disappear()
+{
+    if (!mNames->releaseCard())
+        sendErrorReply(QDBusError::Failed, mNames->errorString());
+}
+
+void CardControl::Reappear()
+{
+    if (!mNames->acquireCard())
+        sendErrorReply(QDBusError::Failed, mNames->errorString());
+}
+
+void CardControl::SetReplyMode(const QString& mode)
+{
+    SimulatedCard::ReplyMode replyMode;
+    if (!SimulatedCard::replyModeFromName(mode, &replyMode)) {
+        sendErrorReply(QDBusError::InvalidArgs,
+                       QStringLiteral("unknown reply mode '%1' (known: %2)")
+                           .arg(mode, SimulatedCard::replyModeNames().join(QStringLiteral(", "))));
+        return;
+    }
+    mCard->setReplyMode(replyMode);
 }
 
 // The reply to Quit goes out before the event loop ends, since the loop is left only from the

@@ -20,6 +20,20 @@ QDBusMessage invalidArguments(const QDBusMessage& message)
 
 } // namespace
 
+QStringList SimulatedCard::replyModeNames()
+{
+    return {QStringLiteral("normal"), QStringLiteral("error"), QStringLiteral("silent")};
+}
+
+bool SimulatedCard::replyModeFromName(const QString& name, ReplyMode* mode)
+{
+    const int index = replyModeNames().indexOf(name);
+    if (index < 0)
+        return false;
+    *mode = static_cast<ReplyMode>(index);
+    return true;
+}
+
 SimulatedCard::SimulatedCard(const QDBusConnection& bus, QObject* parent)
     : QDBusVirtualObject(parent), mBus(bus), mState(0)
 {
@@ -61,6 +75,12 @@ void SimulatedCard::setMemState(int memState)
     mMemState = memState;
 }
 
+void SimulatedCard::setReplyMode(ReplyMode mode)
+{
+    QMutexLocker lock(&mMutex);
+    mReplyMode = mode;
+}
+
 bool SimulatedCard::emitSignal(const QString& name, const QVariantList& arguments)
 {
     QDBusMessage signal = QDBusMessage::createSignal(QString::fromLatin1(kObjectPath),
@@ -82,14 +102,25 @@ bool SimulatedCard::handleMessage(const QDBusMessage& message, const QDBusConnec
 {
     if (message.type() != QDBusMessage::MethodCallMessage || message.path() != QLatin1String(kObjectPath))
         return false;
-    QDBusMessage reply;
-    if (message.interface() == QLatin1String(kPropertiesInterface))
-        reply = propertiesCall(message);
-    else if (message.interface().isEmpty() || message.interface() == QLatin1String(kInterfaceName))
-        reply = cardCall(message);
-    else
+    const bool isPropertiesCall = message.interface() == QLatin1String(kPropertiesInterface);
+    if (!isPropertiesCall && !message.interface().isEmpty() &&
+        message.interface() != QLatin1String(kInterfaceName))
         return false;
-    return connection.send(reply);
+
+    ReplyMode mode;
+    {
+        QMutexLocker lock(&mMutex);
+        mode = mReplyMode;
+    }
+    // A silent call counts as handled, so that Qt sends no error in its place either.
+    if (mode == ReplyMode::Silent)
+        return true;
+    if (mode == ReplyMode::Error) {
+        return connection.send(message.createErrorReply(
+            QString::fromLatin1(kFailedError),
+            QStringLiteral("The simulated card service fails every call (reply mode error)")));
+    }
+    return connection.send(isPropertiesCall ? propertiesCall(message) : cardCall(message));
 }
 
 QVariant SimulatedCard::propertyValue(const QString& name) const

@@ -4,6 +4,7 @@
 #include <QDBusVirtualObject>
 #include <QMutex>
 #include <QString>
+#include <QStringList>
 #include <QVariant>
 #include <QVariantList>
 
@@ -14,6 +15,10 @@ class QDBusMessage;
 // messages itself rather than through an adaptor, because a misbehaving service must be
 // playable: the property State is served as whatever value it was given, a string included.
 //
+// The reply mode covers every call on /qz/sdcard, property reads included, apart from
+// introspection and Peer, which the object leaves to Qt and libdbus: a client must still be
+// able to build its proxy of a failing service.
+//
 // Qt may call handleMessage on its own bus thread, while the setters run on the main thread;
 // mMutex guards every member below it.
 class SimulatedCard : public QDBusVirtualObject {
@@ -23,6 +28,15 @@ public:
     static constexpr const char* kObjectPath = "/qz/sdcard";
     static constexpr const char* kInterfaceName = "qz.SDCard1";
     static constexpr const char* kLoggerDirId = "logger";
+    static constexpr const char* kFailedError = "qz.SDCard1.Error.Failed";
+
+    // How the object answers the calls of clients: as a working service, with an error to
+    // every call, or not at all, so that a client's call runs into its timeout.
+    enum class ReplyMode { Normal, Error, Silent };
+    // The names that SetReplyMode and --reply-mode take, in the order of the enum.
+    static QStringList replyModeNames();
+    // False, leaving mode as it is, where name is none of replyModeNames().
+    static bool replyModeFromName(const QString& name, ReplyMode* mode);
 
     explicit SimulatedCard(const QDBusConnection& bus, QObject* parent = nullptr);
 
@@ -34,6 +48,7 @@ public:
     void setLoggerPath(const QString& loggerPath);
     void setLoggerSize(qint64 bytes);
     void setMemState(int memState);
+    void setReplyMode(ReplyMode mode);
 
     // Sends a signal of qz.SDCard1 from /qz/sdcard.
     bool emitSignal(const QString& name, const QVariantList& arguments = QVariantList());
@@ -56,4 +71,5 @@ private:
     int mMemState = 0;
     int mMemLevel = 0;
     int mTransition = 0;
+    ReplyMode mReplyMode = ReplyMode::Normal;
 };
