@@ -104,8 +104,8 @@ private:
     // Opens the catalogue where it is not open yet.
     void initializeDatabaseIfClosed();
 
-    QMutex mMutex;                      // guards every group operation; not recursive
-    QList<LoggerBase*> mLoggers;        // registration order; not owned
+    QMutex mMutex;               // guards every group operation; not recursive
+    QList<LoggerBase*> mLoggers; // registration order; not owned
     // Read without mMutex by the card's thread, while a group operation may hold it.
     std::atomic<bool> mShouldStartLoggers{false}; // the writer's wish
     std::atomic<bool> mLoggersStarted{false};     // the group start ran to its end

@@ -63,7 +63,8 @@ template <typename T> T firstArgument(const QDBusMessage& reply)
 
 QString failedCallText(const QString& what, const QDBusMessage& reply)
 {
-    return QStringLiteral("LoggerSDCard, %1 failed: %2: %3").arg(what, reply.errorName(), reply.errorMessage());
+    return QStringLiteral("LoggerSDCard, %1 failed: %2: %3")
+        .arg(what, reply.errorName(), reply.errorMessage());
 }
 
 QString flagText(bool value)
@@ -111,8 +112,9 @@ QString LoggerSDCard::programName()
 bool LoggerSDCard::initialize()
 {
     const QString program = programName();
-    const bool started = program.contains(QLatin1String(kCommandServiceMark)) ? initializeCommandService(program)
-                                                                              : initializeDaemon(program);
+    const bool started = program.contains(QLatin1String(kCommandServiceMark))
+                             ? initializeCommandService(program)
+                             : initializeDaemon(program);
     mStarted = started;
     return started;
 }
@@ -133,10 +135,10 @@ bool LoggerSDCard::initializeDaemon(const QString& program)
     }
     mDBusThread = thread;
     moveToThread(thread);
-    const bool connected =
-        connect(thread, &QThread::started, this, &LoggerSDCard::setupDBusConnection) &&
-        connect(thread, &QThread::finished, this, &LoggerSDCard::cleanupDBusConnection, Qt::DirectConnection) &&
-        connect(thread, &QThread::finished, thread, &QObject::deleteLater);
+    const bool connected = connect(thread, &QThread::started, this, &LoggerSDCard::setupDBusConnection) &&
+                           connect(thread, &QThread::finished, this, &LoggerSDCard::cleanupDBusConnection,
+                                   Qt::DirectConnection) &&
+                           connect(thread, &QThread::finished, thread, &QObject::deleteLater);
     if (!connected) {
         TRACK_ERROR(*this, QStringLiteral("Cannot connect signals to DBus thread"));
         return false;
@@ -218,17 +220,10 @@ void LoggerSDCard::sendCurrentState(LoggerSdcState state)
                           QStringLiteral(", tid = ") + threadText());
     switch (state) {
     case SDC_NO_SDCARD:
-    case SDC_NOT_MOUNTABLE:
-        setLoggerState(LOGGER_STATE_SD_CORRUPT);
-        break;
-    case SDC_MOUNTED:
-        setLoggerState(LOGGER_STATE_SD_MOUNTED);
-        break;
-    case SDC_UNMOUNTED:
-        setLoggerState(LOGGER_STATE_SD_EJECT);
-        break;
-    default:
-        break;
+    case SDC_NOT_MOUNTABLE: setLoggerState(LOGGER_STATE_SD_CORRUPT); break;
+    case SDC_MOUNTED: setLoggerState(LOGGER_STATE_SD_MOUNTED); break;
+    case SDC_UNMOUNTED: setLoggerState(LOGGER_STATE_SD_EJECT); break;
+    default: break;
     }
 }
 
@@ -242,7 +237,8 @@ void LoggerSDCard::stopSDCard()
     // The proxy belongs to the D-Bus thread while that runs: it is dropped there.
     QThread* thread = mDBusThread.data();
     if (thread != nullptr && thread->isRunning() && thread != QThread::currentThread()) {
-        QMetaObject::invokeMethod(this, [this] { releaseInterface(); }, Qt::BlockingQueuedConnection);
+        QMetaObject::invokeMethod(
+            this, [this] { releaseInterface(); }, Qt::BlockingQueuedConnection);
         return;
     }
     releaseInterface();
@@ -251,30 +247,24 @@ void LoggerSDCard::stopSDCard()
 QString LoggerSDCard::getInfoString() const
 {
     QMutexLocker locker(&mValuesMutex);
-    return QStringLiteral("SDcard state=") + QString::number(static_cast<int>(mState)) + QStringLiteral(", ") +
-           QStringLiteral("mountpoint='") + mMountPoint + QStringLiteral("', ") + QStringLiteral("loggerpath='") +
-           mLoggerPath + QStringLiteral("', ") + QStringLiteral("loggersize=") +
-           QString::asprintf("%lld", static_cast<long long>(mLoggerSize)) + QStringLiteral(" (") +
-           QString::asprintf("%f", static_cast<double>(mLoggerSize) / 1000000000.0) + QStringLiteral(" GB)");
+    return QStringLiteral("SDcard state=") + QString::number(static_cast<int>(mState)) +
+           QStringLiteral(", ") + QStringLiteral("mountpoint='") + mMountPoint + QStringLiteral("', ") +
+           QStringLiteral("loggerpath='") + mLoggerPath + QStringLiteral("', ") +
+           QStringLiteral("loggersize=") + QString::asprintf("%lld", static_cast<long long>(mLoggerSize)) +
+           QStringLiteral(" (") + QString::asprintf("%f", static_cast<double>(mLoggerSize) / 1000000000.0) +
+           QStringLiteral(" GB)");
 }
 
 QString LoggerSDCard::getSdcardStateString(LoggerSdcState state)
 {
     switch (state) {
-    case SDC_NOT_INITIALIZED:
-        return QStringLiteral("not initialized");
-    case SDC_NO_SDCARD:
-        return QStringLiteral("no SD-Card");
-    case SDC_NOT_MOUNTABLE:
-        return QStringLiteral("not mountable");
-    case SDC_MOUNTED:
-        return QStringLiteral("mounted");
-    case SDC_UNMOUNTED:
-        return QStringLiteral("unmounted");
-    case SDC_CLOSING_FILES:
-        return QStringLiteral("closing files");
-    case SDC_MOUNTING:
-        return QStringLiteral("moubting");
+    case SDC_NOT_INITIALIZED: return QStringLiteral("not initialized");
+    case SDC_NO_SDCARD: return QStringLiteral("no SD-Card");
+    case SDC_NOT_MOUNTABLE: return QStringLiteral("not mountable");
+    case SDC_MOUNTED: return QStringLiteral("mounted");
+    case SDC_UNMOUNTED: return QStringLiteral("unmounted");
+    case SDC_CLOSING_FILES: return QStringLiteral("closing files");
+    case SDC_MOUNTING: return QStringLiteral("moubting");
     }
     return QStringLiteral("unknown");
 }
@@ -293,8 +283,8 @@ bool LoggerSDCard::connectReceiver(QObject* receiver)
         QMutexLocker locker(&mValuesMutex);
         mReceivers.push_back(name);
     }
-    const bool connected =
-        connect(this, SIGNAL(loggerStateChanged(LoggerState)), receiver, SLOT(loggerStateChanged(LoggerState)));
+    const bool connected = connect(this, SIGNAL(loggerStateChanged(LoggerState)), receiver,
+                                   SLOT(loggerStateChanged(LoggerState)));
     if (connected)
         TRACK_INFO(*this, QStringLiteral("Receiver connected: ") + nameText);
     else
@@ -317,8 +307,8 @@ bool LoggerSDCard::disconnectReceiver(QObject* receiver)
         }
         mReceivers.erase(end, mReceivers.end());
     }
-    const bool disconnected =
-        disconnect(this, SIGNAL(loggerStateChanged(LoggerState)), receiver, SLOT(loggerStateChanged(LoggerState)));
+    const bool disconnected = disconnect(this, SIGNAL(loggerStateChanged(LoggerState)), receiver,
+                                         SLOT(loggerStateChanged(LoggerState)));
     if (disconnected)
         TRACK_INFO(*this, QStringLiteral("Receiver disconnected"));
     else
@@ -378,22 +368,24 @@ void LoggerSDCard::cleanupDBusConnection()
 
 bool LoggerSDCard::createWatcher(QDBusConnection& bus)
 {
-    mWatcher = new (std::nothrow)
-        QDBusServiceWatcher(mServiceName, bus, QDBusServiceWatcher::WatchForRegistration |
-                                                   QDBusServiceWatcher::WatchForUnregistration);
+    mWatcher = new (std::nothrow) QDBusServiceWatcher(mServiceName, bus,
+                                                      QDBusServiceWatcher::WatchForRegistration |
+                                                          QDBusServiceWatcher::WatchForUnregistration);
     if (mWatcher == nullptr) {
         TRACK_ERROR(*this, QStringLiteral("Could not initialize dbus watcher"));
         return false;
     }
     TRACK_INFO(*this, QStringLiteral("Successfully initialized dbus watcher"));
-    if (!connect(mWatcher, &QDBusServiceWatcher::serviceOwnerChanged, this, &LoggerSDCard::serviceOwnerChanged)) {
+    if (!connect(mWatcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
+                 &LoggerSDCard::serviceOwnerChanged)) {
         TRACK_WARN(*this, QStringLiteral("could not connect to dbus signal"));
         return false;
     }
     return true;
 }
 
-void LoggerSDCard::serviceOwnerChanged(const QString& service, const QString& oldOwner, const QString& newOwner)
+void LoggerSDCard::serviceOwnerChanged(const QString& service, const QString& oldOwner,
+                                       const QString& newOwner)
 {
     Q_UNUSED(service)
     TRACK_INFO(*this, QStringLiteral("serviceOwnerChanged"));
@@ -473,7 +465,8 @@ void LoggerSDCard::EjectPressed()
         LoggerList::closeDatabase();
     QThread::msleep(kCardSettleMs);
     setLoggerState(LOGGER_STATE_SD_EJECT);
-    TRACK_INFO(*this, QStringLiteral("LoggerSDCard, shouldStartLoggers: ") + flagText(LoggerList::shouldStartLoggers()));
+    TRACK_INFO(*this, QStringLiteral("LoggerSDCard, shouldStartLoggers: ") +
+                          flagText(LoggerList::shouldStartLoggers()));
 }
 
 void LoggerSDCard::CardMounted()
@@ -615,8 +608,8 @@ QString LoggerSDCard::readLoggerPath()
 {
     if (!hasInterface())
         return QString();
-    QDBusMessage call = QDBusMessage::createMethodCall(mServiceName, mObjectPath, QString::fromLatin1(kCardInterface),
-                                                       QStringLiteral("GetDirPath"));
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        mServiceName, mObjectPath, QString::fromLatin1(kCardInterface), QStringLiteral("GetDirPath"));
     call << QString::fromLatin1(kLoggerDirId);
     const QDBusMessage reply = getBus().call(call, QDBus::Block, kServiceCallTimeoutMs);
     QString path;
@@ -633,8 +626,8 @@ qint64 LoggerSDCard::readLoggerSize()
 {
     if (!hasInterface())
         return 0;
-    QDBusMessage call = QDBusMessage::createMethodCall(mServiceName, mObjectPath, QString::fromLatin1(kCardInterface),
-                                                       QStringLiteral("GetDirSize"));
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        mServiceName, mObjectPath, QString::fromLatin1(kCardInterface), QStringLiteral("GetDirSize"));
     call << QString::fromLatin1(kLoggerDirId);
     const QDBusMessage reply = getBus().call(call, QDBus::Block, kServiceCallTimeoutMs);
     qint64 size = 0;
@@ -652,8 +645,8 @@ qint64 LoggerSDCard::readLoggerSize()
 // a typed property without a trace of what came.
 QVariant LoggerSDCard::readProperty(const QString& name)
 {
-    QDBusMessage call = QDBusMessage::createMethodCall(mServiceName, mObjectPath,
-                                                       QString::fromLatin1(kPropertiesInterface), QStringLiteral("Get"));
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        mServiceName, mObjectPath, QString::fromLatin1(kPropertiesInterface), QStringLiteral("Get"));
     call << QString::fromLatin1(kCardInterface) << name;
     const QDBusMessage reply = getBus().call(call, QDBus::Block, kServiceCallTimeoutMs);
     if (reply.type() != QDBusMessage::ReplyMessage) {

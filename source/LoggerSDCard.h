@@ -169,18 +169,18 @@ private:
     // The program's name, which chooses daemon or command service.
     static QString programName();
 
-    QMutex mMutex;                // guards the wait of initialize() only
-    QWaitCondition mInitDone;     // wakes the thread that runs initialize()
-    bool mSetupDone = false;      // under mMutex: the D-Bus thread finished its setup
+    QMutex mMutex;            // guards the wait of initialize() only
+    QWaitCondition mInitDone; // wakes the thread that runs initialize()
+    bool mSetupDone = false;  // under mMutex: the D-Bus thread finished its setup
     // Written on the thread of the card events, read anywhere.
     std::atomic<bool> mEjectSeen{false};
     std::atomic<bool> mMountedSeen{false};
     std::atomic<bool> mCorruptSeen{false};
-    mutable QMutex mValuesMutex;  // guards the stored answers and the proxy pointer below
+    mutable QMutex mValuesMutex; // guards the stored answers and the proxy pointer below
     LoggerSdcState mState = SDC_NOT_INITIALIZED;
     QString mMountPoint;
     QString mLoggerPath;
-    qint64 mLoggerSize = 0; // bytes
+    qint64 mLoggerSize = 0;                     // bytes
     DBusSDCard1Interface* mInterface = nullptr; // owned; null while the service is absent
     std::atomic<bool> mInitialized{false};
     std::atomic<bool> mStarted{false};

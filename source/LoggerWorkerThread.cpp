@@ -5,7 +5,9 @@
 #include <QSemaphore>
 #include <QThreadPool>
 
-LoggerWorkerThread::LoggerWorkerThread(Function function) : mFunction(function) {}
+LoggerWorkerThread::LoggerWorkerThread(Function function) : mFunction(function)
+{
+}
 
 LoggerWorkerThread::~LoggerWorkerThread()
 {
