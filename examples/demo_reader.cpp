@@ -3,12 +3,18 @@
 // the demonstration's loggers by identification and time range, and prints a short summary of
 // each. The span is given by --from and --to (seconds since 1970, UTC); by default the last day
 // up to now. Like the writer, it comes up from the "database.xml" beside the program.
+//
+// With --follow SECONDS it keeps reading for that long, every two seconds, from --from (or the
+// start) up to the moment of the read, while a writer writes: it shows the store following the
+// card. While the card is out the store is not readable and the reader's catalogue is closed, so
+// its reads answer nothing; when the card is back they answer again.
 
 #include <qzlogger.h>
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDateTime>
+#include <QThread>
 
 #include <cstdio>
 #include <ctime>
@@ -72,15 +78,20 @@ int main(int argc, char** argv)
                                         QStringLiteral("SECONDS"));
     const QCommandLineOption toOption(QStringLiteral("to"), QStringLiteral("End of the span, UTC seconds."),
                                       QStringLiteral("SECONDS"));
-    parser.addOptions({fromOption, toOption});
+    const QCommandLineOption followOption(QStringLiteral("follow"),
+                                          QStringLiteral("Keep reading every two seconds for this long."),
+                                          QStringLiteral("SECONDS"));
+    parser.addOptions({fromOption, toOption, followOption});
     parser.process(app);
     bool fromOk = true;
     bool toOk = true;
     const long long now = static_cast<long long>(std::time(nullptr));
     const long long to = parser.isSet(toOption) ? parser.value(toOption).toLongLong(&toOk) : now;
     const long long from = parser.isSet(fromOption) ? parser.value(fromOption).toLongLong(&fromOk) : to - 86400;
-    if (!fromOk || !toOk) {
-        std::fprintf(stderr, "qzlogger-demo-reader: --from and --to want seconds since 1970\n");
+    bool followOk = true;
+    const int followSeconds = parser.isSet(followOption) ? parser.value(followOption).toInt(&followOk) : 0;
+    if (!fromOk || !toOk || !followOk || followSeconds < 0) {
+        std::fprintf(stderr, "qzlogger-demo-reader: --from and --to want seconds since 1970, --follow seconds\n");
         return 2;
     }
 
@@ -93,6 +104,20 @@ int main(int argc, char** argv)
     }
 
     const std::unique_ptr<LoggerApiInterface> api(LoggerApiInterface::getApi());
+    if (followSeconds > 0) {
+        // The card client of this process closes and opens the catalogue with the card.
+        const long long end = now + followSeconds;
+        for (long long moment = std::time(nullptr); moment < end; moment = std::time(nullptr)) {
+            const auto means = api->getMeanValues(QString::fromLatin1(kMeanId), at(from), at(moment));
+            std::printf("%s  readable=%d  ", qPrintable(timeText(DataTimespec{static_cast<int32_t>(moment), 0})),
+                        database.isReadable() ? 1 : 0);
+            summarise("mean values", kMeanId, means, [](const DataMean& item) { return item.mean; });
+            std::fflush(stdout);
+            QThread::sleep(2);
+        }
+        db.close();
+        return 0;
+    }
     std::printf("span: %s to %s\n", qPrintable(timeText(DataTimespec{static_cast<int32_t>(from), 0})),
                 qPrintable(timeText(DataTimespec{static_cast<int32_t>(to), 0})));
     const auto means = api->getMeanValues(QString::fromLatin1(kMeanId), at(from), at(to));

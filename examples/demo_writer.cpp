@@ -1,16 +1,23 @@
 // The writer of the demonstration: brings the store up as the instrument's writer on the card
-// that the card service reports, and writes synthetic measurements of three loggers:
+// that the card service reports, and writes synthetic measurements of four loggers:
 //   - 3-second mean values of a voltage (DataMean, "mean_3s.voltage_l1.out.mean_out"),
 //   - 10-minute values of the frequency (DataXtq<float>, "aggr.mean_10min.frequency.out"),
+//   - alarms of the event alarm log "alarms.demo" (a LoggerEventAlarm with its texts),
 //   - entries of the operator log.
 // By default it writes a span of simulated time that ends now, as fast as it can; with
 // --realtime it writes at the pace of the clock for that many seconds. It prints the span it
 // wrote, so that a reader can ask for it.
 //
+// It drives the store only through the service facade, as a host program does:
+// setWriterMode(true), initialize(), initializeLoggers(), setShouldStartLoggers(true) and
+// startStopLoggers(true); from then on the store follows the card by itself: when the card is
+// ejected the loggers stop and the items of that time are refused, and when it is mounted again
+// they start again in the same files. startStopLoggers(false) ends the run.
+//
 // The store comes up from its configuration "database.xml", which it finds beside the program
 // (the build copies config/database.xml there): the card service names the mount point and the
-// logger folder, the catalogue is "logger.db" in the folder "data" below it, and the quotas of
-// the families are those of the file.
+// logger folder, the catalogue is "<card>/logger/logger.db" with the data files in
+// "<card>/logger/data/", and the quotas of the families are those of the file.
 
 #include <qzlogger.h>
 
@@ -30,8 +37,13 @@ constexpr int kVtqInterval = 600;       // seconds
 constexpr int kMeanCacheItems = 100;    // the cache writes a block of this many items
 constexpr int kCacheQuietMs = 5000;     // or after this quiet period
 constexpr int kOperatorEveryHours = 4;  // one operator entry this often in simulated time
+constexpr int kAlarmEverySeconds = 10;  // at the clock's pace, a look at the voltage this often
 const char* const kMeanId = "mean_3s.voltage_l1.out.mean_out";
 const char* const kVtqId = "aggr.mean_10min.frequency.out";
+const char* const kAlarmLogName = "alarms.demo";
+const char* const kHighVoltageText = "voltage L1 above 232 V";
+const char* const kLowVoltageText = "voltage L1 below 228 V";
+const char* const kNormalVoltageText = "voltage L1 back to normal";
 
 volatile std::sig_atomic_t gStop = 0;
 
@@ -109,16 +121,43 @@ bool logOperator(time_t second, int number)
 struct Counts {
     int means = 0;
     int vtqs = 0;
+    int alarms = 0;
     int operations = 0;
     int refused = 0;
 };
 
+// The alarm log notes when the voltage leaves its band and when it comes back.
+class VoltageAlarms {
+public:
+    explicit VoltageAlarms(LoggerEventAlarm& log) : mLog(log) {}
+
+    void check(const DataMean& mean, Counts& counts)
+    {
+        const char* text = mean.mean > 232.0f ? kHighVoltageText
+                           : mean.mean < 228.0f ? kLowVoltageText
+                                                : kNormalVoltageText;
+        if (text == mLastText)
+            return;
+        DataEvent event{};
+        event.utc = mean.utc;
+        mLog.logEventItem(event, QString::fromLatin1(text)) ? ++counts.alarms : ++counts.refused;
+        mLastText = text;
+    }
+
+private:
+    LoggerEventAlarm& mLog;
+    const char* mLastText = kNormalVoltageText;
+};
+
 // Everything due at this second of the span.
-void writeSecond(time_t second, DemoLogger<DataMean>& means, DemoLogger<DataXtq<float>>& vtqs, Counts& counts)
+void writeSecond(time_t second, DemoLogger<DataMean>& means, DemoLogger<DataXtq<float>>& vtqs,
+                 VoltageAlarms& alarms, bool realtime, Counts& counts)
 {
     if (second % kMeanInterval == 0) {
         const DataMean item = meanAt(second);
         means.writeLoggerItem(&item) ? ++counts.means : ++counts.refused;
+        if (!realtime || second % kAlarmEverySeconds == 0)
+            alarms.check(item, counts);
     }
     if (second % kVtqInterval == 0) {
         const DataXtq<float> item = frequencyAt(second);
@@ -160,24 +199,33 @@ int main(int argc, char** argv)
 
     DatabaseInterface database;
     database.setWriterMode(true);
-    LoggerDb& db = LoggerDb::getInstance();
     if (!database.initialize()) {
         std::fprintf(stderr, "qzlogger-demo-writer: the store did not come up: %s\n",
-                     qPrintable(db.getLastError()));
+                     qPrintable(database.getLastError()));
         return 1;
     }
-    std::printf("store: %s\n", qPrintable(db.getFullDbName()));
+    std::printf("store: %s/%s\n", qPrintable(database.getDatabaseFolder()), "logger.db");
+    std::fflush(stdout);
 
     // Written as fast as possible, the means go through a cache of a hundred items; at the
     // clock's pace each goes to the card at once, so that the reader sees it.
     DemoLogger<DataMean> means(LoggerDataType::MEAN, kMeanId, kMeanInterval,
                                realtimeSeconds > 0 ? 1 : kMeanCacheItems);
     DemoLogger<DataXtq<float>> vtqs(LoggerDataType::VTQ, kVtqId, kVtqInterval, 1);
-    if (!LoggerOperatorInterface::initialize() || !LoggerOperatorInterface::startLogger() || !means.startLogger() ||
-        !vtqs.startLogger()) {
+    LoggerEventAlarm alarmLog;
+    alarmLog.setLoggerName(kAlarmLogName);
+    LoggerOperatorInterface::setEnabled(true);
+    if (!database.initializeLoggers() || !alarmLog.initialize() ||
+        !alarmLog.updateEventStrings({kHighVoltageText, kLowVoltageText, kNormalVoltageText})) {
+        std::fprintf(stderr, "qzlogger-demo-writer: the loggers did not initialize\n");
+        return 1;
+    }
+    database.setShouldStartLoggers(true);
+    if (!database.startStopLoggers(true)) {
         std::fprintf(stderr, "qzlogger-demo-writer: the loggers did not start\n");
         return 1;
     }
+    VoltageAlarms alarms(alarmLog);
 
     Counts counts;
     time_t first = 0;
@@ -187,7 +235,7 @@ int main(int argc, char** argv)
         for (time_t second = first; second < first + realtimeSeconds && !gStop; ++second) {
             while (std::time(nullptr) < second && !gStop)
                 QThread::msleep(20);
-            writeSecond(second, means, vtqs, counts);
+            writeSecond(second, means, vtqs, alarms, true, counts);
             last = second;
             if (second % 10 == 0) {
                 std::printf("written up to %lld\n", static_cast<long long>(second));
@@ -198,17 +246,22 @@ int main(int argc, char** argv)
         last = std::time(nullptr) / kMeanInterval * kMeanInterval;
         first = last - static_cast<time_t>(days) * 86400 + kMeanInterval;
         for (time_t second = first; second <= last && !gStop; ++second)
-            writeSecond(second, means, vtqs, counts);
+            writeSecond(second, means, vtqs, alarms, false, counts);
     }
 
-    // What waits in the caches goes to the card, and the catalogue learns the files' ends.
-    const bool flushed = means.flush() && vtqs.flush() && LoggerOperatorInterface::flush();
-    const bool updated = means.updateAccess() && vtqs.updateAccess();
-    means.stopLogger();
-    vtqs.stopLogger();
+    // What waits in the caches goes to the card, and the catalogue learns the files' ends;
+    // stopping the loggers closes their files and the catalogue.
+    const bool flushed = means.flush() && vtqs.flush() && alarmLog.flush() && LoggerOperatorInterface::flush();
+    const bool updated = means.updateAccess() && vtqs.updateAccess() && alarmLog.updateAccess();
+    database.startStopLoggers(false);
+    alarmLog.closeTimer();
     std::printf("span: %lld %lld\n", static_cast<long long>(first), static_cast<long long>(last));
-    std::printf("written: %d mean values (%s), %d 10-minute values (%s), %d operator entries; %d refused\n",
-                counts.means, kMeanId, counts.vtqs, kVtqId, counts.operations, counts.refused);
-    db.close();
-    return flushed && updated && counts.refused == 0 ? 0 : 1;
+    std::printf("written: %d mean values (%s), %d 10-minute values (%s), %d alarms (%s), %d operator entries; "
+                "%d refused\n",
+                counts.means, kMeanId, counts.vtqs, kVtqId, counts.alarms, kAlarmLogName, counts.operations,
+                counts.refused);
+    // At the clock's pace the card may go out meanwhile, and its items are then refused; written
+    // as fast as possible, every item must be taken.
+    const bool complete = realtimeSeconds > 0 || counts.refused == 0;
+    return flushed && updated && complete ? 0 : 1;
 }

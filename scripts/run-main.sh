@@ -4,7 +4,9 @@
 # simulator on it, runs the writer (by default one simulated day of measurements, written as
 # fast as possible), then the reader, which summarises what it finds, and stops everything
 # again. Options go to the writer: --days N, or --realtime SECONDS to write at the clock's pace
-# while the reader looks in every few seconds.
+# while the reader looks in every few seconds. With --card-cycle [SECONDS] (default 30) the writer
+# writes at the clock's pace, a reader keeps reading beside it, and midway the simulated card is
+# ejected and mounted again: the store stops and starts its loggers with the card by itself.
 set -euo pipefail
 top="$(cd "$(dirname "$0")/.." && pwd)"
 "$top/scripts/setup-debian.sh"
@@ -21,8 +23,9 @@ run="$(mktemp -d /tmp/qzlogger-demo.XXXXXX)"
 bus_pid=""
 card_pid=""
 writer_pid=""
+reader_pid=""
 stop_all() {
-    for pid in "$writer_pid" "$card_pid" "$bus_pid"; do
+    for pid in "$reader_pid" "$writer_pid" "$card_pid" "$bus_pid"; do
         if [ -n "$pid" ]; then kill "$pid" 2>/dev/null || true; wait "$pid" 2>/dev/null || true; fi
     done
     rm -rf "$card" "$run"
@@ -61,7 +64,29 @@ read -r -t 10 -u "$card_out" ready
 
 writer="$build/examples/qzlogger_demo_writer"
 reader="$build/examples/qzlogger_demo_reader"
-if [ "${1:-}" = "--realtime" ]; then
+simulator="$build/tools/sdcard-simulator/qz-sdcard-simulator"
+if [ "${1:-}" = "--card-cycle" ]; then
+    seconds="${2:-30}"
+    "$writer" --realtime "$seconds" > "$run/writer.out" &
+    writer_pid=$!
+    # The writer has come up once it names its store.
+    for _ in $(seq 100); do grep -q '^store:' "$run/writer.out" && break; sleep 0.1; done
+    "$reader" --from "$(date +%s)" --follow "$((seconds + 4))" &
+    reader_pid=$!
+    sleep "$((seconds / 2))"
+    echo "== the card is ejected"
+    "$simulator" --eject
+    sleep 4
+    echo "== the card is mounted again"
+    "$simulator" --mount
+    writer_status=0
+    wait "$writer_pid" || writer_status=$?
+    writer_pid=""
+    wait "$reader_pid" || true
+    reader_pid=""
+    cat "$run/writer.out"
+    exit "$writer_status"
+elif [ "${1:-}" = "--realtime" ]; then
     "$writer" "$@" &
     writer_pid=$!
     start=$(date +%s)
