@@ -232,18 +232,6 @@ std::vector<double> quotasFromVariable()
     return quotas;
 }
 
-// Set by a thread of a child when the parent closes the child's standard input.
-std::atomic<bool> gStopRequested{false};
-
-void watchForStop()
-{
-    std::thread([] {
-        std::string line;
-        while (std::getline(std::cin, line)) {
-        }
-        gStopRequested = true;
-    }).detach();
-}
 
 // The errors of the log and any line that tells of a full card, but for two errors that say
 // nothing failed: a writer's first initialize resets the logger state before its card client
@@ -428,11 +416,11 @@ TEST(BoundedStoreChild, ReadsTheMeansWholeWhileTheyAreWritten)
     ASSERT_TRUE(store.start()) << LoggerDb::getInstance().getLastError().toStdString();
     std::unique_ptr<LoggerApiInterface> api(LoggerApiInterface::getApi());
     ASSERT_NE(api, nullptr);
-    watchForStop();
+    ChildTestProcess::watchForStop();
 
     const QDeadlineTimer lifetime(kReaderLifetimeMs);
     int reads = 0;
-    while (!gStopRequested && !lifetime.hasExpired()) {
+    while (!ChildTestProcess::stopRequested() && !lifetime.hasExpired()) {
         const int64_t finished = readProgress(progress);
         if (finished < 1) {
             QThread::msleep(5);

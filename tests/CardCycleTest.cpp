@@ -40,6 +40,7 @@
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
+#include <QProcess>
 #include <QString>
 #include <QTemporaryDir>
 #include <QThread>
@@ -96,17 +97,6 @@ constexpr int kAwayMs = 400;
 constexpr int kStepsBetweenCycles = 150;
 constexpr int kChildDeadlineMs = 60000;
 
-std::atomic<bool> gStopRequested{false};
-
-void watchForStop()
-{
-    std::thread([] {
-        std::string line;
-        while (std::getline(std::cin, line)) {
-        }
-        gStopRequested = true;
-    }).detach();
-}
 
 int32_t firstSecond()
 {
@@ -296,13 +286,13 @@ TEST(CardCycleChild, WritesThroughTheFacadesUntilStopped)
     ASSERT_TRUE(alarms.updateEventStrings(texts));
     database.setShouldStartLoggers(true);
     ASSERT_TRUE(database.startStopLoggers(true));
-    watchForStop();
+    ChildTestProcess::watchForStop();
     std::cout << "ready" << std::endl;
 
     Acks acks;
     const int32_t first = firstSecond();
     const auto start = std::chrono::steady_clock::now();
-    for (int64_t step = 0; !gStopRequested; ++step) {
+    for (int64_t step = 0; !ChildTestProcess::stopRequested(); ++step) {
         const int32_t second = first + static_cast<int32_t>(step) * kMeanInterval;
         const DataMean mean = meanAt(second);
         const bool meanGivenUp = means.cacheFull();
@@ -374,7 +364,7 @@ TEST(CardCycleChild, ReadsRandomRangesUntilStopped)
     LoggerDb& db = LoggerDb::getInstance();
     LoggerSDCard* card = db.getLoggerSDCard();
     ASSERT_NE(card, nullptr);
-    watchForStop();
+    ChildTestProcess::watchForStop();
     std::cout << "reading" << std::endl;
 
     std::mt19937 random(static_cast<unsigned>(qEnvironmentVariableIntValue(kSeedVariable)) + ::getpid());
@@ -383,7 +373,7 @@ TEST(CardCycleChild, ReadsRandomRangesUntilStopped)
     int reads = 0, data = 0, away = 0, returns = 0, bad = 0, nulls = 0;
     bool lastWasAway = false;
     const QDeadlineTimer lifetime(600000);
-    while (!gStopRequested && !lifetime.hasExpired()) {
+    while (!ChildTestProcess::stopRequested() && !lifetime.hasExpired()) {
         // Items older than two blocks of the cache are on the card, unless it is away.
         const int64_t last = readProgress(runFile(QStringLiteral("last-second"))) - kOnCardBehindSeconds;
         if (last < first) {
@@ -548,6 +538,17 @@ protected:
                                                : kDefaultSeed);
 };
 
+// What every thread of a stuck process is doing, for the report of a failure.
+std::string threadsOf(qint64 processId)
+{
+    QProcess gdb;
+    gdb.start(QStringLiteral("gdb"), {QStringLiteral("-p"), QString::number(processId), QStringLiteral("-batch"),
+                                      QStringLiteral("-ex"), QStringLiteral("thread apply all bt")});
+    if (!gdb.waitForFinished(60000))
+        gdb.kill();
+    return gdb.readAllStandardOutput().right(12000).toStdString();
+}
+
 // The run group's values seen during a change must come in the order the change posts them.
 bool inOrder(const std::vector<LoggerState>& seen, const std::vector<LoggerState>& order)
 {
@@ -605,7 +606,8 @@ TEST_F(CardCycleTest, WriterAndReadersFollowTheCardThroughItsCyclesAndLoseNothin
             const StateGroups out{LOGGER_STATE_DISABLED,
                                   corrupt ? LOGGER_STATE_SD_CORRUPT : LOGGER_STATE_SD_EJECT,
                                   LOGGER_STATE_LOGGERS_STOPPED, LOGGER_STATE_LOGGERS_NOT_READABLE};
-            ASSERT_TRUE(waitForState(out, seen)) << "cycle " << cycle << ": state word " << stateWord();
+            ASSERT_TRUE(waitForState(out, seen)) << "cycle " << cycle << ": state word " << stateWord() << "\n"
+                << threadsOf(writer->processId()) << writer->report().right(4000).toStdString();
             EXPECT_TRUE(inOrder(seen, {LOGGER_STATE_LOGGERS_STARTED, LOGGER_STATE_LOGGERS_STOPPING,
                                        LOGGER_STATE_LOGGERS_STOPPED}))
                 << "cycle " << cycle;
@@ -613,7 +615,8 @@ TEST_F(CardCycleTest, WriterAndReadersFollowTheCardThroughItsCyclesAndLoseNothin
             QThread::msleep(kAwayMs);
             seen.clear();
             ASSERT_TRUE(card.mount()) << card.errorString().toStdString();
-            ASSERT_TRUE(waitForState(running, seen)) << "cycle " << cycle << ": state word " << stateWord();
+            ASSERT_TRUE(waitForState(running, seen)) << "cycle " << cycle << ": state word " << stateWord() << "\n"
+                << threadsOf(writer->processId()) << writer->report().right(4000).toStdString();
             EXPECT_TRUE(inOrder(seen, {LOGGER_STATE_LOGGERS_STOPPED, LOGGER_STATE_LOGGERS_STARTING,
                                        LOGGER_STATE_LOGGERS_STARTED}))
                 << "cycle " << cycle;
@@ -626,7 +629,8 @@ TEST_F(CardCycleTest, WriterAndReadersFollowTheCardThroughItsCyclesAndLoseNothin
             ASSERT_TRUE(card.reappear()) << card.errorString().toStdString();
             ASSERT_TRUE(CardSimulatorProcess::waitForService(true));
             // The loggers ran on throughout.
-            ASSERT_TRUE(waitForState(running, seen)) << "cycle " << cycle << ": state word " << stateWord();
+            ASSERT_TRUE(waitForState(running, seen)) << "cycle " << cycle << ": state word " << stateWord() << "\n"
+                << threadsOf(writer->processId()) << writer->report().right(4000).toStdString();
             break;
         }
     }

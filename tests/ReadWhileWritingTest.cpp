@@ -159,18 +159,6 @@ public:
     }
 };
 
-// Set by a thread of the writer when the parent closes the writer's standard input.
-std::atomic<bool> gStopRequested{false};
-
-void watchForStop()
-{
-    std::thread([] {
-        std::string line;
-        while (std::getline(std::cin, line)) {
-        }
-        gStopRequested = true;
-    }).detach();
-}
 
 // One read of items lo..hi by time: what the frame was asked and what was finished around it.
 struct ReadCase {
@@ -237,7 +225,7 @@ TEST(ReadWhileWritingChild, WritesUntilStopped)
     ASSERT_TRUE(logger.startLogger());
     ASSERT_EQ(logger.getLoggerState(), LOGGER_STATE_LOGGER_INITIALIZED) << LogCapture::text().toStdString();
     ASSERT_TRUE(logger.isFirstCurrentFileInfoItem()) << "the store is not fresh";
-    watchForStop();
+    ChildTestProcess::watchForStop();
 
     // The writer keeps the pace of an instrument that hands over a block every period; behind
     // its schedule it writes on without pause.
@@ -245,7 +233,7 @@ TEST(ReadWhileWritingChild, WritesUntilStopped)
     auto due = std::chrono::steady_clock::now();
     const QDeadlineTimer lifetime(kWriterLifetimeMs);
     int64_t next = 0;
-    for (int block = 1; !gStopRequested && !lifetime.hasExpired(); ++block) {
+    for (int block = 1; !ChildTestProcess::stopRequested() && !lifetime.hasExpired(); ++block) {
         const int blockItems = kBlockSizes[static_cast<size_t>(block) % std::size(kBlockSizes)];
         if (logger.writeNumbers(next, blockItems) == nullptr) {
             ADD_FAILURE() << "block at item " << next << " refused\n" << LogCapture::text().toStdString();
@@ -270,7 +258,7 @@ TEST(ReadWhileWritingChild, WritesUntilStopped)
         else
             std::this_thread::sleep_until(due);
     }
-    EXPECT_TRUE(gStopRequested) << "not stopped within " << kWriterLifetimeMs << " ms";
+    EXPECT_TRUE(ChildTestProcess::stopRequested()) << "not stopped within " << kWriterLifetimeMs << " ms";
     EXPECT_TRUE(logger.updateAccess());
     std::cout << "final written=" << next << " files=" << logger.getFileListSize() << " id=" << logger.getId()
               << std::endl;

@@ -1,5 +1,10 @@
 #include "ChildTestProcess.h"
 
+#include <atomic>
+#include <iostream>
+#include <string>
+#include <thread>
+
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QDir>
@@ -142,4 +147,25 @@ QString ChildTestProcess::report() const
         .arg(mFinished)
         .arg(mProcess.exitCode())
         .arg(QString::fromLocal8Bit(mOutput), QString::fromLocal8Bit(mError));
+}
+
+namespace {
+
+std::atomic<bool> sStopRequested{false};
+
+} // namespace
+
+void ChildTestProcess::watchForStop()
+{
+    std::thread([] {
+        std::string line;
+        while (std::getline(std::cin, line)) {
+        }
+        sStopRequested = true;
+    }).detach();
+}
+
+bool ChildTestProcess::stopRequested()
+{
+    return sStopRequested;
 }

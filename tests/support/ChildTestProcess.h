@@ -21,6 +21,11 @@ public:
 
     // True in a process started by ChildTestProcess.
     static bool isChild();
+    // In the child: watches the standard input on a thread of its own; once the parent closes
+    // it (waitForFinished), stopRequested() answers true. A child that runs until its parent says
+    // so loops on it.
+    static void watchForStop();
+    static bool stopRequested();
 
     // testName is the full name, "Suite.Test".
     explicit ChildTestProcess(const QString& testName);
