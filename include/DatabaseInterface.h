@@ -64,7 +64,8 @@ public:
     void setSDcardMounted();
 
     // Group operations of LoggerList, for the writer. initializeLoggers opens the catalogue where
-    // needed and initializes every logger; true where all did.
+    // needed and initializes every logger; a logger that failed shows in the state word
+    // ("logger failed"), not in the answer.
     bool initializeLoggers();
     // The wish to run the loggers, which decides whether they start again when the card returns.
     void setShouldStartLoggers(bool start);

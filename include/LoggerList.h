@@ -49,7 +49,9 @@ public:
     // Closes an open catalogue; whether it was open.
     bool instanceCloseDatabase();
     // Opens the catalogue where needed, initializes every logger in order and posts "loggers
-    // started" (8) and the outcome of initializing. True where every logger initialized.
+    // started" (8) and the outcome of initializing. True where every logger's initializeLogger
+    // answered true, which LoggerBase's always does: a logger that failed shows in its state, in
+    // getFailedLoggers and in the outcome posted, not in the answer.
     bool instanceInitializeLoggers();
     // Starts the operator log, then every logger in order, and posts starting (1024) then
     // started (8). False without a card client or a mounted card (nothing is started), where a
