@@ -51,10 +51,12 @@ public:
     // Opens the catalogue where needed, initializes every logger in order and posts "loggers
     // started" (8) and the outcome of initializing. True where every logger's initializeLogger
     // answered true, which LoggerBase's always does: a logger that failed shows in its state, in
-    // getFailedLoggers and in the outcome posted, not in the answer.
+    // getFailedLoggers and in the outcome posted, not in the answer. A reader process is refused
+    // as in reOpenFiles.
     bool instanceInitializeLoggers();
     // Starts the operator log, then every logger in order, and posts starting (1024) then
-    // started (8). False without a card client or a mounted card (nothing is started), where a
+    // started (8). False in a reader process (refused as in reOpenFiles), without a card client
+    // or a mounted card (nothing is started), where a
     // logger did not start (the others start all the same), and where the card went away during
     // the run: the run then ends at once, the group does not count as started, the state stays
     // starting, and the loggers already started stay so. A second call logs "loggers already
@@ -93,14 +95,18 @@ public:
     bool reOpenFiles(bool announce);
     // Deletes every logger's types from the catalogue, closes it, removes every file below the
     // data folder and, with reinitialize, opens a new empty catalogue; posts resetting (4096)
-    // then resetted (8192). The loggers stay registered and must be initialized anew. True where
-    // every logger's types were deleted.
+    // then resetted (8192). The loggers stay registered, and stay marked started: initialize
+    // them anew (initializeLoggers) before they write again. True where every logger's types were
+    // deleted; false without a catalogue (the files go all the same) and in a reader process,
+    // which is refused as in reOpenFiles and removes nothing.
     bool deleteAllLoggers(bool reinitialize);
 
 private:
     LoggerList();
     ~LoggerList() override;
 
+    // In a reader process: logs that only the writer opens the data files, and answers true.
+    bool refuseReader();
     // Only with a card client whose card is mounted; logs why not otherwise.
     bool isCardMountedForStart();
     // Opens the catalogue where it is not open yet.

@@ -71,6 +71,14 @@ bool LoggerList::isCardMountedForStart()
     return true;
 }
 
+bool LoggerList::refuseReader()
+{
+    if (LoggerDb::getInstance().isWriter())
+        return false;
+    TRACK_ERROR(*this, QStringLiteral("Nur der Writer darf die Loggerdateien direkt oeffnen"));
+    return true;
+}
+
 void LoggerList::initializeDatabaseIfClosed()
 {
     LoggerDb& db = LoggerDb::getInstance();
@@ -105,6 +113,8 @@ bool LoggerList::instanceInitializeLoggers()
 {
     QMutexLocker locker(&mMutex);
     TRACK_INFO(*this, QStringLiteral("Initialize Loggers"));
+    if (refuseReader())
+        return false;
     LoggerDb& db = LoggerDb::getInstance();
     if (!db.isInitialized())
         db.reinitialize();
@@ -122,6 +132,8 @@ bool LoggerList::instanceStartLoggers()
 {
     QMutexLocker locker(&mMutex);
     TRACK_INFO(*this, QStringLiteral("LoggerList: Start Loggers..."));
+    if (refuseReader())
+        return false;
     if (mLoggersStarted)
         TRACK_ERROR(*this, QStringLiteral("loggers already started"));
     if (!isCardMountedForStart())
@@ -249,11 +261,9 @@ bool LoggerList::reOpenFiles(bool announce)
 {
     QMutexLocker locker(&mMutex);
     TRACK_INFO(*this, QStringLiteral("Open DB and logger files"));
-    LoggerDb& db = LoggerDb::getInstance();
-    if (!db.isWriter()) {
-        TRACK_ERROR(*this, QStringLiteral("Nur der Writer darf die Loggerdateien direkt oeffnen"));
+    if (refuseReader())
         return false;
-    }
+    LoggerDb& db = LoggerDb::getInstance();
     if (!db.isInitialized())
         db.reinitialize();
     bool result = true;
@@ -276,6 +286,9 @@ bool LoggerList::reOpenFiles(bool announce)
 bool LoggerList::deleteAllLoggers(bool reinitialize)
 {
     QMutexLocker locker(&mMutex);
+    // A reader would remove the writer's files under its running loggers.
+    if (refuseReader())
+        return false;
     LoggerDb& db = LoggerDb::getInstance();
     db.resetLoggerState();
     const QString folder = db.getDataFolder();

@@ -97,7 +97,6 @@ constexpr int kAwayMs = 400;
 constexpr int kStepsBetweenCycles = 150;
 constexpr int kChildDeadlineMs = 60000;
 
-
 int32_t firstSecond()
 {
     const int32_t now = static_cast<int32_t>(std::time(nullptr));
@@ -493,6 +492,8 @@ protected:
         auto process =
             std::make_unique<ChildTestProcess>(QStringLiteral("CardCycleChild.") + QLatin1String(test));
         mStore->exportTo(*process);
+        // The children log every step of every cycle while the parent drives the card.
+        process->sendStandardErrorToFile();
         process->setVariable(QStringLiteral("XDG_CONFIG_HOME"), mConfig.path());
         process->setVariable(QString::fromLatin1(kRunVariable), mRun.path());
         process->setVariable(QString::fromLatin1(kSeedVariable), QString::number(mSeed));
@@ -542,8 +543,9 @@ protected:
 std::string threadsOf(qint64 processId)
 {
     QProcess gdb;
-    gdb.start(QStringLiteral("gdb"), {QStringLiteral("-p"), QString::number(processId), QStringLiteral("-batch"),
-                                      QStringLiteral("-ex"), QStringLiteral("thread apply all bt")});
+    gdb.start(QStringLiteral("gdb"),
+              {QStringLiteral("-p"), QString::number(processId), QStringLiteral("-batch"),
+               QStringLiteral("-ex"), QStringLiteral("thread apply all bt")});
     if (!gdb.waitForFinished(60000))
         gdb.kill();
     return gdb.readAllStandardOutput().right(12000).toStdString();
@@ -606,7 +608,8 @@ TEST_F(CardCycleTest, WriterAndReadersFollowTheCardThroughItsCyclesAndLoseNothin
             const StateGroups out{LOGGER_STATE_DISABLED,
                                   corrupt ? LOGGER_STATE_SD_CORRUPT : LOGGER_STATE_SD_EJECT,
                                   LOGGER_STATE_LOGGERS_STOPPED, LOGGER_STATE_LOGGERS_NOT_READABLE};
-            ASSERT_TRUE(waitForState(out, seen)) << "cycle " << cycle << ": state word " << stateWord() << "\n"
+            ASSERT_TRUE(waitForState(out, seen))
+                << "cycle " << cycle << ": state word " << stateWord() << "\n"
                 << threadsOf(writer->processId()) << writer->report().right(4000).toStdString();
             EXPECT_TRUE(inOrder(seen, {LOGGER_STATE_LOGGERS_STARTED, LOGGER_STATE_LOGGERS_STOPPING,
                                        LOGGER_STATE_LOGGERS_STOPPED}))
@@ -615,7 +618,8 @@ TEST_F(CardCycleTest, WriterAndReadersFollowTheCardThroughItsCyclesAndLoseNothin
             QThread::msleep(kAwayMs);
             seen.clear();
             ASSERT_TRUE(card.mount()) << card.errorString().toStdString();
-            ASSERT_TRUE(waitForState(running, seen)) << "cycle " << cycle << ": state word " << stateWord() << "\n"
+            ASSERT_TRUE(waitForState(running, seen))
+                << "cycle " << cycle << ": state word " << stateWord() << "\n"
                 << threadsOf(writer->processId()) << writer->report().right(4000).toStdString();
             EXPECT_TRUE(inOrder(seen, {LOGGER_STATE_LOGGERS_STOPPED, LOGGER_STATE_LOGGERS_STARTING,
                                        LOGGER_STATE_LOGGERS_STARTED}))
@@ -629,7 +633,8 @@ TEST_F(CardCycleTest, WriterAndReadersFollowTheCardThroughItsCyclesAndLoseNothin
             ASSERT_TRUE(card.reappear()) << card.errorString().toStdString();
             ASSERT_TRUE(CardSimulatorProcess::waitForService(true));
             // The loggers ran on throughout.
-            ASSERT_TRUE(waitForState(running, seen)) << "cycle " << cycle << ": state word " << stateWord() << "\n"
+            ASSERT_TRUE(waitForState(running, seen))
+                << "cycle " << cycle << ": state word " << stateWord() << "\n"
                 << threadsOf(writer->processId()) << writer->report().right(4000).toStdString();
             break;
         }

@@ -569,6 +569,7 @@ TEST_F(LoggerListTest, PullingTheCardDuringTheStartEndsTheRunAtTheNextLoggerAndT
 
 TEST_F(LoggerListTest, StartLoggersWithoutACardClientStartsNothing)
 {
+    LoggerDb::getInstance().setWriterMode(true);
     ProbeLogger logger(QStringLiteral("logger"));
     EXPECT_FALSE(LoggerList::startLoggers());
     EXPECT_EQ(LogCapture::count(listLine("INFO", QStringLiteral("LoggerList: Start Loggers..."))), 1);
@@ -944,7 +945,8 @@ TEST(LoggerListReaderChild, IsRefusedToReopenTheLoggerFiles)
 }
 
 // A reader process runs each group operation of the writer: each gives its answer and its texts,
-// the states that it would post are refused, and nothing crashes.
+// those that would open, write or remove the data files are refused, the states that it would
+// post are refused, and nothing crashes.
 TEST(LoggerListReaderChild, RunsTheGroupOperationsAsAReader)
 {
     if (!ChildTestProcess::isChild())
@@ -971,32 +973,38 @@ TEST(LoggerListReaderChild, RunsTheGroupOperationsAsAReader)
     list.setShouldStartLoggers(true);
     EXPECT_TRUE(LoggerList::shouldStartLoggers());
 
-    EXPECT_TRUE(LoggerList::initializeLoggers());
+    // Only the writer opens, writes and removes the data files: a reader is refused to initialize,
+    // start or delete the loggers, each with the same text.
+    const QString refusal =
+        listLine("ERROR", QStringLiteral("Nur der Writer darf die Loggerdateien direkt oeffnen"));
+    EXPECT_FALSE(LoggerList::initializeLoggers());
     EXPECT_EQ(LogCapture::count(listLine("INFO", QStringLiteral("Initialize Loggers"))), 1);
-
-    // The card is mounted: the run goes to its end, the operator log of this process included.
-    EXPECT_TRUE(LoggerList::startLoggers());
+    EXPECT_EQ(LogCapture::count(refusal), 1);
+    EXPECT_FALSE(LoggerList::startLoggers());
     EXPECT_EQ(LogCapture::count(listLine("INFO", QStringLiteral("LoggerList: Start Loggers..."))), 1);
-    EXPECT_TRUE(list.loggersStarted());
+    EXPECT_EQ(LogCapture::count(refusal), 2);
+    EXPECT_FALSE(list.loggersStarted());
+    EXPECT_FALSE(list.deleteAllLoggers(true));
+    EXPECT_EQ(LogCapture::count(refusal), 3);
+    EXPECT_FALSE(LogCapture::contains(listLine("INFO", QStringLiteral("Delete all Loggers"))));
+    EXPECT_TRUE(db.isInitialized());
 
     list.closeFiles();
     EXPECT_EQ(LogCapture::count(listLine("INFO", QStringLiteral("Close logger files and DB"))), 1);
     EXPECT_FALSE(db.isInitialized());
 
     EXPECT_FALSE(list.reOpenFiles(false));
-    EXPECT_EQ(LogCapture::count(
-                  listLine("ERROR", QStringLiteral("Nur der Writer darf die Loggerdateien direkt oeffnen"))),
-              1);
+    EXPECT_EQ(LogCapture::count(refusal), 4);
 
     EXPECT_TRUE(LoggerList::openDatabase());
     EXPECT_TRUE(LoggerList::stopLoggers());
     EXPECT_EQ(LogCapture::count(listLine("INFO", QStringLiteral("Stop Loggers"))), 1);
-    EXPECT_FALSE(LogCapture::contains(listLine("WARN", QStringLiteral("Loggers already stopped"))));
+    EXPECT_EQ(LogCapture::count(listLine("WARN", QStringLiteral("Loggers already stopped"))), 1);
     EXPECT_EQ(LogCapture::count(listLine("INFO", QStringLiteral("Stop Loggers: close database"))), 1);
     EXPECT_FALSE(db.isInitialized());
     EXPECT_FALSE(list.loggersStarted());
     EXPECT_TRUE(LoggerList::stopLoggers());
-    EXPECT_EQ(LogCapture::count(listLine("WARN", QStringLiteral("Loggers already stopped"))), 1);
+    EXPECT_EQ(LogCapture::count(listLine("WARN", QStringLiteral("Loggers already stopped"))), 2);
 
     // Every state the reader would have posted was refused, the group's steps among them; the
     // writer's word stands.
@@ -1007,8 +1015,7 @@ TEST(LoggerListReaderChild, RunsTheGroupOperationsAsAReader)
     }
     EXPECT_GT(attempts, 0);
     EXPECT_EQ(LogCapture::count(kReaderStateRefusal), attempts);
-    for (LoggerState step : {LOGGER_STATE_LOGGERS_STARTING, LOGGER_STATE_LOGGERS_STARTED,
-                             LOGGER_STATE_LOGGERS_STOPPING, LOGGER_STATE_LOGGERS_STOPPED})
+    for (LoggerState step : {LOGGER_STATE_LOGGERS_STOPPING, LOGGER_STATE_LOGGERS_STOPPED})
         EXPECT_TRUE(LogCapture::contains(
             dbLine("INFO", QStringLiteral("Versucht Logger State zu setzen : ") + QString::number(step))))
             << step;

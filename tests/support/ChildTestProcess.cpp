@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QDir>
+#include <QFile>
 #include <QStringList>
 
 #include <csignal>
@@ -63,16 +64,29 @@ bool ChildTestProcess::start(int timeoutMs)
     if (!mTemporaryDirectory.isValid())
         return false;
     mProcess.setProcessEnvironment(mEnvironment);
+    if (!mErrorFile.isEmpty())
+        mProcess.setStandardErrorFile(mErrorFile);
     mProcess.setProgram(mProgram);
     mProcess.setArguments({QStringLiteral("--gtest_filter=") + mTestName});
     mProcess.start();
     return mProcess.waitForStarted(timeoutMs);
 }
 
+void ChildTestProcess::sendStandardErrorToFile()
+{
+    mErrorFile = QDir(mTemporaryDirectory.path()).filePath(QStringLiteral("standard-error.log"));
+}
+
 void ChildTestProcess::collectOutput()
 {
     mOutput += mProcess.readAllStandardOutput();
-    mError += mProcess.readAllStandardError();
+    if (mErrorFile.isEmpty()) {
+        mError += mProcess.readAllStandardError();
+        return;
+    }
+    QFile file(mErrorFile);
+    if (file.open(QIODevice::ReadOnly))
+        mError = file.readAll();
 }
 
 QByteArray ChildTestProcess::waitForLine(const QByteArray& prefix, int timeoutMs)
@@ -142,11 +156,15 @@ bool ChildTestProcess::passed() const
 
 QString ChildTestProcess::report() const
 {
+    QByteArray error = mError;
+    QFile file(mErrorFile);
+    if (!mErrorFile.isEmpty() && file.open(QIODevice::ReadOnly))
+        error = file.readAll();
     return QStringLiteral("child %1: finished %2, exit code %3\n--- stdout\n%4\n--- stderr\n%5")
         .arg(mTestName)
         .arg(mFinished)
         .arg(mProcess.exitCode())
-        .arg(QString::fromLocal8Bit(mOutput), QString::fromLocal8Bit(mError));
+        .arg(QString::fromLocal8Bit(mOutput), QString::fromLocal8Bit(error));
 }
 
 namespace {

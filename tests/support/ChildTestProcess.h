@@ -41,6 +41,11 @@ public:
     // behaviour that depends on where the program lies.
     void setProgram(const QString& program);
 
+    // Before start: the child's standard error goes to a file in its temporary folder instead of
+    // a pipe, for a child that logs much while the parent is busy elsewhere: a full pipe would
+    // stop the child at its next log line. standardError() and report() read the file.
+    void sendStandardErrorToFile();
+
     // Starts the child with its standard input open.
     bool start(int timeoutMs = kDefaultTimeoutMs);
     // Waits until the child has printed a whole line that begins with prefix and returns it
@@ -84,6 +89,7 @@ private:
     QProcess mProcess;
     QByteArray mOutput;
     QByteArray mError;
+    QString mErrorFile; // empty: standard error comes through a pipe
     int mSearchFrom = 0;
     bool mFinished = false;
 };
