@@ -13,7 +13,8 @@
 //     10-minute values through the read API of a reader process, alarms and operator entries in
 //     their data files. The only items excepted are those the write cache gives up by design:
 //     the item in hand when a cache that filled while the card was away goes out;
-//   - writing goes on in the same files: each logger has one file per day its items span;
+//   - writing goes on in the same files: a logger begins a further file only where its days or
+//     its size say so, never because the card went and came back;
 //   - readers answer null or an empty result while their catalogue is closed for an ejected
 //     card, and correct, ascending answers again after it returns;
 //   - the catalogue passes "PRAGMA integrity_check" at the end.
@@ -87,6 +88,10 @@ constexpr int kOperatorEverySteps = 500;
 constexpr int kMeanCacheItems = 100;
 constexpr int kMeanCacheQuietMs = 1000;
 constexpr int kProgressEverySteps = 50;
+// The writer's rules for a further file: the days a file spans and the size it may reach.
+constexpr int kDaysPerFile = 7;
+constexpr int kMaximumFileSize = 1000000;
+constexpr int kOperatorMaximumFileSize = 500000;
 constexpr int kOnCardBehindSeconds = 2 * kMeanCacheItems * kMeanInterval;
 
 constexpr int kReaders = 3;
@@ -206,30 +211,65 @@ StateGroups groupsOf(LoggerState word)
             word & LOGGER_STATE_ACCESS_MASK};
 }
 
-// Time stamps (seconds) of the items in the data files of a family, told by the tag that begins
-// a file's name, and the number of files.
-std::vector<int32_t> secondsInFiles(const QString& dataFolder, const char* tag, int itemSize, int* files)
-{
+// The data files of a family, told by the tag that begins a file's name, in the order of their
+// first items.
+struct FamilyFile {
+    int32_t firstSecond = 0;
+    qint64 size = 0;
     std::vector<int32_t> seconds;
-    *files = 0;
+};
+
+std::vector<FamilyFile> filesOf(const QString& dataFolder, const char* tag, int itemSize)
+{
+    std::vector<FamilyFile> files;
     QDirIterator it(dataFolder, QDir::Files, QDirIterator::Subdirectories);
     while (it.hasNext()) {
         const QString path = it.next();
         if (!it.fileName().startsWith(QLatin1String(tag)))
             continue;
-        ++*files;
         QFile file(path);
         if (!file.open(QIODevice::ReadOnly))
             continue;
         const QByteArray bytes = file.readAll();
+        FamilyFile entry;
+        entry.size = bytes.size();
         for (int offset = kLoggerHeaderSize; offset + itemSize <= bytes.size(); offset += itemSize) {
             int32_t second = 0;
             std::memcpy(&second, bytes.constData() + offset, sizeof(second));
-            seconds.push_back(second);
+            entry.seconds.push_back(second);
         }
+        entry.firstSecond = entry.seconds.empty() ? 0 : entry.seconds.front();
+        files.push_back(entry);
     }
-    std::sort(seconds.begin(), seconds.end());
+    std::sort(files.begin(), files.end(),
+              [](const FamilyFile& a, const FamilyFile& b) { return a.firstSecond < b.firstSecond; });
+    return files;
+}
+
+std::vector<int32_t> secondsIn(const std::vector<FamilyFile>& files)
+{
+    std::vector<int32_t> seconds;
+    for (const FamilyFile& file : files)
+        seconds.insert(seconds.end(), file.seconds.begin(), file.seconds.end());
     return seconds;
+}
+
+// Each further file of a family must have been begun by a rule of the writer, a file's days or
+// its size, and none by the card's coming and going: writing goes on in the file it had.
+std::string filesBegunWithoutRule(const std::vector<FamilyFile>& files, int maximumFileSize)
+{
+    std::string unexplained;
+    for (size_t index = 1; index < files.size(); ++index) {
+        const FamilyFile& before = files[index - 1];
+        const FamilyFile& after = files[index];
+        const bool dayRule = after.firstSecond / 86400 - before.firstSecond / 86400 >= kDaysPerFile;
+        const bool sizeRule = before.size >= maximumFileSize;
+        if (!dayRule && !sizeRule)
+            unexplained += "a file begun at " + std::to_string(after.firstSecond) + " after one of " +
+                           std::to_string(before.size) + " bytes begun at " +
+                           std::to_string(before.firstSecond) + "; ";
+    }
+    return unexplained;
 }
 
 // The acked seconds that are missing from what was found.
@@ -673,14 +713,17 @@ TEST_F(CardCycleTest, WriterAndReadersFollowTheCardThroughItsCyclesAndLoseNothin
     ASSERT_FALSE(means.empty());
     ASSERT_FALSE(alarms.empty());
     ASSERT_FALSE(operations.empty());
-    const int days = means.back() / 86400 - means.front() / 86400 + 1;
-    int files = 0;
-    EXPECT_TRUE(missing(means, secondsInFiles(dataFolder, "Mn", sizeof(DataMean), &files)).empty());
-    EXPECT_EQ(files, days) << "the means did not go on in the same file";
-    EXPECT_TRUE(missing(alarms, secondsInFiles(dataFolder, "Ev", sizeof(DataEvent), &files)).empty());
-    EXPECT_EQ(files, days);
-    EXPECT_TRUE(missing(operations, secondsInFiles(dataFolder, "Op", sizeof(DataOperator), &files)).empty());
-    EXPECT_EQ(files, days);
+    const std::vector<FamilyFile> meanFiles = filesOf(dataFolder, "Mn", sizeof(DataMean));
+    const std::vector<FamilyFile> alarmFiles = filesOf(dataFolder, "Ev", sizeof(DataEvent));
+    const std::vector<FamilyFile> operationFiles = filesOf(dataFolder, "Op", sizeof(DataOperator));
+    EXPECT_TRUE(missing(means, secondsIn(meanFiles)).empty());
+    EXPECT_TRUE(missing(alarms, secondsIn(alarmFiles)).empty());
+    EXPECT_TRUE(missing(operations, secondsIn(operationFiles)).empty());
+    EXPECT_EQ(filesBegunWithoutRule(meanFiles, kMaximumFileSize), "");
+    EXPECT_EQ(filesBegunWithoutRule(alarmFiles, kMaximumFileSize), "");
+    EXPECT_EQ(filesBegunWithoutRule(operationFiles, kOperatorMaximumFileSize), "");
+    std::cout << "files: means " << meanFiles.size() << ", alarms " << alarmFiles.size()
+              << ", operator entries " << operationFiles.size() << std::endl;
 
     // ... and the means and 10-minute values come back through the read API.
     auto verifier = child("ReadsEveryAckedValueBack");
