@@ -33,7 +33,7 @@ QVariant rawProperty(const QString& name)
         QStringLiteral("qz.SDCard1"), QStringLiteral("/qz/sdcard"),
         QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
     get << QStringLiteral("qz.SDCard1") << name;
-    const QDBusMessage reply = QDBusConnection::systemBus().call(get);
+    const QDBusMessage reply = CardSimulatorProcess::controlBus().call(get);
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
         return QVariant();
     return reply.arguments().first().value<QDBusVariant>().variant();
