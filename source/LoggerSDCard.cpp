@@ -83,6 +83,9 @@ LoggerSDCard::LoggerSDCard()
     : mServiceName(QString::fromLatin1(kServiceName)), mObjectPath(QString::fromLatin1(kObjectPath))
 {
     initTrack(kCategorySdcard);
+    // Receivers on other threads get loggerStateChanged queued, which needs the type by this
+    // name, in the command service as much as in the daemon.
+    qRegisterMetaType<LoggerState>("LoggerState");
 }
 
 LoggerSDCard::~LoggerSDCard()
@@ -324,7 +327,6 @@ bool LoggerSDCard::contains(const std::string& className) const
 
 void LoggerSDCard::setupDBusConnection()
 {
-    qRegisterMetaType<LoggerState>("LoggerState");
     const QString tid = threadText();
     TRACK_INFO(*this, QStringLiteral("The DBus thread is started, tid = ") + tid);
     QThread::currentThread()->setObjectName(QStringLiteral("LoggerSDCard") + tid);
