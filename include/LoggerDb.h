@@ -83,11 +83,11 @@ public:
     // complete configuration, and then quotas, disk and names stay as they were.
     bool readParameters(const QString& configFile);
     // Brings the catalogue up. A process without a card client starts one here. The card
-    // service must report the card mounted (a reader goes on without the service); non-empty arguments override the disk and path it reports, and the
-    // disk must exist and be mounted. The writer writes the process-id file, a reader reads it.
-    // path/dbName (cut to 99 bytes) is opened read-write by the writer, read-only by a reader,
-    // checked, repaired by the writer where damaged and given the schema (anew with dropSchema);
-    // the data folder becomes LoggerFileSystem's root. Of its failures only a failed open leaves
+    // service must report the card mounted (a reader goes on without the service); non-empty arguments
+    // override the disk and path it reports, and the disk must exist and be mounted. The writer writes the
+    // process-id file, a reader reads it. path/dbName (cut to 99 bytes) is opened read-write by the writer,
+    // read-only by a reader, checked, repaired by the writer where damaged and given the schema (anew with
+    // dropSchema); the data folder becomes LoggerFileSystem's root. Of its failures only a failed open leaves
     // a last error; the writer posts each outcome in the logger state.
     bool initialize(const QString& disk, const QString& path, const QString& dataFolder,
                     const QString& dbName, bool dropSchema);
@@ -271,6 +271,7 @@ private:
     LoggerPerformanceCounter mPerformanceCounter;
 
     mutable QMutex mErrorMutex; // guards mLastError
+    QMutex mStateMutex;         // serialises the writer's changes of the state word
     QString mLastError;
     std::atomic<int> mExceptionCounter{0};
     std::atomic<int> mOpenedFiles{0};

@@ -202,8 +202,14 @@ void LoggerDb::setLoggerState(LoggerState state)
             LOGGER_MESSAGE_ERROR);
         return;
     }
-    mStateMachine.setState(state);
-    const LoggerState current = mStateMachine.getState();
+    LoggerState current;
+    {
+        // The card's thread and the writer's own threads post side by side; each change of a
+        // group reads the word and writes it back whole.
+        QMutexLocker locker(&mStateMutex);
+        mStateMachine.setState(state);
+        current = mStateMachine.getState();
+    }
     // The card client hands the word on to the receivers registered in this process; other
     // processes read it from the shared state file.
     if (mLoggerSDCard == nullptr)
@@ -240,7 +246,10 @@ void LoggerDb::setInitialLoggerState(LoggerState state)
         setLoggerState(state);
         return;
     }
-    LoggerGlobalStates::getInstance().setLoggerState(state);
+    {
+        QMutexLocker locker(&mStateMutex);
+        LoggerGlobalStates::getInstance().setLoggerState(state);
+    }
     debugLoggerState("setInitialLoggerState", mStateMachine.getState());
 }
 
