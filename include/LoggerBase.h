@@ -88,7 +88,8 @@ public:
     // --- lifecycle
 
     // Initializes where needed, else reopens a closed file. Marks the logger started whatever
-    // the outcome, unless the database is down (false, nothing changes). A started logger
+    // the outcome, unless the database is down or the process is not the writer (false, nothing
+    // changes; for a reader the last error says why). A started logger
     // answers true at once and nothing else happens.
     bool startLogger();
     // Closes the file, which leaves the logger disabled (state 1), and marks it stopped; true.
@@ -227,6 +228,12 @@ public:
 protected:
     // LoggerDebug routes development messages of the write cache through debugMessage.
     friend class LoggerDebug;
+
+    // In a process that is not the writer: sets the last error, which names what was refused
+    // ("<what> the logger '<id>'") and how to become the writer, and answers true. Only the
+    // writer initializes, starts, reopens, deletes and writes loggers: a reader's file would lie
+    // beside a catalogue it cannot write.
+    bool refuseNonWriter(const char* what);
 
     // Hooks for development output; they print nothing in this build.
     void debugMessage(const QString& text);

@@ -61,9 +61,15 @@ public:
     LoggerPerformanceCounter& getPerformanceCounter();
 
     // The role, chosen before initialize: it decides how the catalogue is opened and whether
-    // this process may post the logger state.
+    // this process may post the logger state and start and write loggers. Only one writer runs
+    // on a store: the writer's initialize takes an advisory lock on "<process-id file>.lock",
+    // which it holds until the process ends (a killed writer's lock goes with it) or it gives up
+    // the role with setWriterMode(false).
     void setWriterMode(bool writer);
     bool isWriter() const;
+    // Where this process is not the writer: sets the last error "this process is not the
+    // writer of the store: <what> is refused; ..." and answers true. False in the writer.
+    bool refuseNonWriter(const QString& what);
     bool isDropSchema() const;
 
     // Looks for "database.xml" in the configuration directories (the first that holds it wins),
@@ -143,6 +149,12 @@ public:
     bool getProcessId();
     // Whether the file now names another id than the one this process holds.
     bool hasProcessIdChanged();
+    // The writer's lock on "<process-id file>.lock": true where this process holds it or takes
+    // it now, and where the file cannot be opened at all (writing the id then fails and says so).
+    // False where another process holds it: the last error names that process, and the same
+    // text is logged as an error.
+    bool acquireWriterLock();
+    void releaseWriterLock();
 
     // On a clock that says 1970-01-01 (never set), keeps and logs "Current Utc is 1970" as an
     // error; the store runs all the same.
@@ -272,6 +284,8 @@ private:
 
     mutable QMutex mErrorMutex; // guards mLastError
     QMutex mStateMutex;         // serialises the writer's changes of the state word
+    int mWriterLockFd = -1;     // the process-id file, locked, while this process is the writer
+    QString mWriterLockPath;
     QString mLastError;
     std::atomic<int> mExceptionCounter{0};
     std::atomic<int> mOpenedFiles{0};

@@ -32,11 +32,11 @@ public:
     void timerTick(timespec time) override;
     int getDataBlockSize() const override;
 
-    // False when the item did not get through: the quantity is disabled, or the cache or the
-    // engine refused it. An item that is not newer than getCurrentUtc() gives true and is not
-    // written: sources repeat themselves, and a repeat is not a fault (writeDatas with its order
-    // check refuses such a block with null instead). A taken item's stamp becomes the current
-    // time. A changed identification moves the logger to its new type row first.
+    // False when the item did not get through: the process is not the writer (the last error
+    // says so), the quantity is disabled, or the cache or the engine refused it. An item that is not newer
+    // than getCurrentUtc() gives true and is not written: sources repeat themselves, and a repeat is not a
+    // fault (writeDatas with its order check refuses such a block with null instead). A taken item's stamp
+    // becomes the current time. A changed identification moves the logger to its new type row first.
     bool writeLoggerItem(const T* item);
 
 protected:
@@ -81,6 +81,10 @@ template <typename T> int LoggerTemplate<T>::getDataBlockSize() const
 
 template <typename T> bool LoggerTemplate<T>::writeLoggerItem(const T* item)
 {
+    // Checked before the cache takes the item: a reader's cache would otherwise answer true.
+    if (this->refuseNonWriter("writing to")) {
+        return false;
+    }
     DataTimespec stamp{0, 0};
     std::memcpy(&stamp, item, sizeof(stamp));
     const timespec time = stamp;

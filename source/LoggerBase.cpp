@@ -155,6 +155,17 @@ void LoggerBase::failInitialization(const std::string& text)
     mEnabled = false;
 }
 
+bool LoggerBase::refuseNonWriter(const char* what)
+{
+    // Asked for every item: the text is only built where it is needed.
+    LoggerDb& db = LoggerDb::getInstance();
+    if (db.isWriter()) {
+        return false;
+    }
+    return db.refuseNonWriter(QLatin1String(what) + QStringLiteral(" the logger '") +
+                              getConfiguratedMeasuredTypeId() + QStringLiteral("'"));
+}
+
 bool LoggerBase::initializeLogger()
 {
     QString id = getConfiguratedMeasuredTypeId();
@@ -162,6 +173,11 @@ bool LoggerBase::initializeLogger()
     const std::string description = name.toStdString();
     if (!isDatabaseInitialized()) {
         message("database not initialized: " + description, LOGGER_MESSAGE_ROUTINE);
+        mLoggerState = LOGGER_STATE_DISABLED;
+        return true;
+    }
+    // A reader that made a file here would leave it beside a catalogue it cannot write.
+    if (refuseNonWriter("initializing")) {
         mLoggerState = LOGGER_STATE_DISABLED;
         return true;
     }
@@ -357,6 +373,9 @@ bool LoggerBase::startLogger()
         debugMessage(name + QStringLiteral(" kann nicht gestartet werden (Datenbank nicht initialisiert)"));
         return false;
     }
+    if (refuseNonWriter("starting")) {
+        return false;
+    }
     bool result = true;
     if (!mInitialized) {
         debugMessage(name + QStringLiteral(" wird vor dem Starten initialisiert"));
@@ -405,7 +424,7 @@ void LoggerBase::closeFile()
 bool LoggerBase::reOpenFile()
 {
     QMutexLocker locker(mAccess->getSaveAccess());
-    if (!isDatabaseInitialized()) {
+    if (!isDatabaseInitialized() || refuseNonWriter("reopening the file")) {
         return false;
     }
     if (!mAccess->isCurrentBaseTypeNull()) {
@@ -442,7 +461,7 @@ bool LoggerBase::deleteActualLogger(bool reinitialize)
 {
     const QString id = getConfiguratedMeasuredTypeId();
     const std::string description = nameString();
-    if (!isDatabaseInitialized()) {
+    if (!isDatabaseInitialized() || refuseNonWriter("deleting")) {
         return false;
     }
     QMutexLocker locker(mAccess->getSaveAccess());

@@ -24,6 +24,9 @@
 
 #include <cassert>
 
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 namespace {
@@ -94,6 +97,19 @@ LoggerPerformanceCounter& LoggerDb::getPerformanceCounter()
 void LoggerDb::setWriterMode(bool writer)
 {
     mWriter = writer;
+    if (!writer)
+        releaseWriterLock();
+}
+
+bool LoggerDb::refuseNonWriter(const QString& what)
+{
+    if (mWriter)
+        return false;
+    setError(
+        QStringLiteral("this process is not the writer of the store: %1 is refused; the one process that "
+                       "writes calls DatabaseInterface::setWriterMode(true) before initialize()")
+            .arg(what));
+    return true;
 }
 
 bool LoggerDb::isWriter() const
@@ -157,6 +173,55 @@ bool LoggerDb::getProcessId()
 bool LoggerDb::hasProcessIdChanged()
 {
     return readProcessId() != mProcessId;
+}
+
+// The lock lies in a file of its own beside the process-id file, "<process-id file>.lock", so
+// that the process-id file keeps its meaning (none before a writer wrote its id). flock rather
+// than a lock of fcntl: it belongs to this open file and goes with the process however it ends.
+// The holder writes its id into the lock file, so that a refused writer can name it. The
+// descriptor is not handed to child programs.
+bool LoggerDb::acquireWriterLock()
+{
+    const QString file = getProcessIdFile() + QStringLiteral(".lock");
+    if (mWriterLockFd >= 0 && mWriterLockPath == file)
+        return true;
+    releaseWriterLock();
+    const int fd = ::open(QFile::encodeName(file).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0660);
+    if (fd < 0)
+        return true;
+    int locked;
+    do {
+        locked = ::flock(fd, LOCK_EX | LOCK_NB);
+    } while (locked != 0 && errno == EINTR);
+    if (locked != 0 && errno == EWOULDBLOCK) {
+        char holder[32] = {};
+        const ssize_t got = ::pread(fd, holder, sizeof(holder) - 1, 0);
+        ::close(fd);
+        const QString holderId = got > 0 ? QString::fromLatin1(holder).trimmed() : QStringLiteral("?");
+        const QString text =
+            QStringLiteral("the store is held by the writer process %1 (it holds the lock on %2): only one "
+                           "writer runs on a store; stop that process first, or start this one as a reader")
+                .arg(holderId, file);
+        setError(text);
+        loggerMessage(text.toStdString(), LOGGER_MESSAGE_ERROR);
+        return false;
+    }
+    const QByteArray id = QByteArray::number(static_cast<qint64>(::getpid())) + '\n';
+    if (::ftruncate(fd, 0) != 0 ||
+        ::pwrite(fd, id.constData(), static_cast<size_t>(id.size()), 0) != id.size())
+        loggerMessage("cannot write the writer's id into " + file.toStdString(), LOGGER_MESSAGE_WARN);
+    mWriterLockFd = fd;
+    mWriterLockPath = file;
+    return true;
+}
+
+void LoggerDb::releaseWriterLock()
+{
+    if (mWriterLockFd < 0)
+        return;
+    ::close(mWriterLockFd);
+    mWriterLockFd = -1;
+    mWriterLockPath.clear();
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -190,6 +190,9 @@ bool LoggerDb::initialize(const QString& disk, const QString& path, const QStrin
         loggerMessage("LoggerDb::initialize(loggerFolder=" + path.toStdString() +
                           ", database=" + dbName.toStdString() + ", dropSchema=" + (dropSchema ? "1" : "0"),
                       LOGGER_MESSAGE_INFO);
+        // A second writer stops here, before it posts anything into the first one's state.
+        if (mWriter && !acquireWriterLock())
+            return false;
         if (mWriter) {
             loggerMessage("Initialize: reset Logger State", LOGGER_MESSAGE_INFO);
             resetLoggerState();

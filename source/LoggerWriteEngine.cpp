@@ -103,6 +103,9 @@ bool LoggerBase::canAccessLogger()
 
 PtrLoggerFileInfo LoggerBase::writeDatas(const char* data, int numItems, bool allowNewFile, bool checkOrder)
 {
+    if (refuseNonWriter("writing to")) {
+        return nullptr;
+    }
     QMutexLocker locker(mAccess->getSaveAccess());
     if (!canAccessLogger()) {
         return nullptr;
@@ -246,7 +249,8 @@ void LoggerBase::writeBlock(const char* data, int numItems, int numBytes)
 bool LoggerBase::updateDatas(const char* data, int numItems)
 {
     QMutexLocker locker(mAccess->getSaveAccess());
-    if (!isDatabaseInitialized() || !mInitialized || !mEnabled) {
+    if (!isDatabaseInitialized() || !mInitialized || !mEnabled ||
+        refuseNonWriter("rewriting the last item of")) {
         return false;
     }
     if (mAccess->isCurrentBaseTypeNull()) {
@@ -402,7 +406,7 @@ void LoggerBase::setSubType(int subType)
 
 bool LoggerBase::createNewFile(timespec time, LoggerDataType)
 {
-    if (!isDatabaseInitialized() || !mEnabled) {
+    if (!isDatabaseInitialized() || !mEnabled || refuseNonWriter("beginning a file of")) {
         return false;
     }
     // The old file's range is stored before it is left.

@@ -844,6 +844,7 @@ void BoundedStoreTest::runWriter(const Scenario& scenario, int readers, CardWatc
 {
     QElapsedTimer clock;
     clock.start();
+    mStore->handOver();
     auto writer = child(QStringLiteral("BoundedStoreChild.WritesSimulatedDaysAsFastAsItCan"), scenario);
     ASSERT_TRUE(writer->start());
     std::vector<std::unique_ptr<ChildTestProcess>> readerProcesses;

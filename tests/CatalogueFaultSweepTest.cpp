@@ -257,6 +257,7 @@ protected:
     // Runs the writer in a child; its "run ..." line, empty where the child did not pass.
     QByteArray runWriter(long failCall, const SweepCode& sweepCode, QByteArray& output, std::string& report)
     {
+        mStore.handOver();
         ChildTestProcess child(QStringLiteral("CatalogueFaultSweepChild.RunsTheWriter"));
         mStore.exportTo(child);
         // Whatever a child leaves in its temporary folder goes with this one.

@@ -337,6 +337,7 @@ TEST_P(DamagedCatalogueTest, AWriterComesUpAndWritesAndReadersNeverCrashNorChang
     EXPECT_FALSE(old.isEmpty()) << after.report().toStdString();
     EXPECT_EQ(fileHash(catalogue), damaged) << "a reader changed the file";
 
+    mStore.handOver();
     ChildTestProcess writer(QStringLiteral("DamagedCatalogueChild.RestartsTheWriter"));
     prepare(writer);
     ASSERT_TRUE(writer.run());

@@ -482,6 +482,7 @@ TEST_F(LoggerEventAlarmTest, TextsRegisteredBeforeAndAfterANewWriterProcessKeepT
     }
     // One writer at a time: this process gives the store up to the new writer.
     LoggerDb::getInstance().close();
+    mStore.handOver();
 
     ChildTestProcess writer(QStringLiteral("LoggerEventAlarmChild.RegistersTextsAndLogsAnEventAsANewWriter"));
     mStore.exportTo(writer);

@@ -140,6 +140,11 @@ LoggerState WriterStore::readLoggerStateFile() const
     return file.readAll().trimmed().toInt();
 }
 
+void WriterStore::handOver()
+{
+    LoggerDb::getInstance().releaseWriterLock();
+}
+
 void WriterStore::exportTo(ChildTestProcess& child) const
 {
     child.setVariable(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), mBus.address());

@@ -85,6 +85,10 @@ public:
     CardSimulatorProcess& card() { return mCard; }
     QString errorString() const { return mError; }
 
+    // For a test whose writer is a child process: this process gives up the writer's lock, so
+    // that the child's initialize as the writer is not refused. The catalogue stays open here.
+    void handOver();
+
     // Sets in the child the bus address, the state directory, the process-id file and the mount
     // point, so that a ReaderStore there finds this store.
     void exportTo(ChildTestProcess& child) const;
