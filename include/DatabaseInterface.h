@@ -46,6 +46,10 @@ public:
     // LoggerDb::close: the connection goes once a running transaction is done.
     void close();
     // The kept last error, which this call does not clear (LoggerApiInterface::getLastError does).
+    // Every false answer of this class keeps a text that names its object (the card path, the
+    // catalogue file, the process-id file, the logger) and says what to do; where a deeper layer
+    // kept a text of its own ("invalid file content", "Database is not initialized"), that text
+    // stands.
     QString getLastError();
     // Seconds of the committed tries of retried transactions since the last call, which resets
     // the sum.

@@ -21,8 +21,9 @@
 // The operations that read are the time-range getters of ITQ, VTQ, DTQ, MEAN, the mean-min-max
 // arrays, the quad and system meters, the signal voltages and the disturbance values, and
 // getNumberOfOpenedFiles and getNumLoggers. Every other operation of the interface answers its
-// failure value (null, an empty list or record, false, -1, 0.0), without a pause, and logs
-// "<operation>: not available yet" as a warning, one line a call.
+// failure value (null, an empty list or record, false, -1, 0.0), without a pause, logs
+// "<operation>: not available yet" as a warning, one line a call, and keeps "<operation> is not
+// available yet in this version of the store: ..." as the last error.
 class QZLOGGER_EXPORT LoggerApi : public LoggerApiInterface, public LoggerApiBase, public TrackObject {
 
 public:
@@ -232,7 +233,14 @@ private:
                                                int maxItems);
 
     // The warning of an operation that this class does not serve.
+    // Logs the warning and keeps "<operation> is not available yet in this version of the store:
+    // ..." as the last error.
     void reportNotAvailable(const char* operation) const;
+    // The last errors of the reads by identification: an id that the family does not hold with
+    // that data type (naming the data types it holds where it holds others), and a range whose
+    // start lies after its end, which the reads answer as before.
+    void reportUnknownId(LoggerType type, LoggerDataType dataType, const QString& id);
+    static void reportReversedRange(timespec start, timespec end);
 
     DatabaseInterface mDatabase;
 };

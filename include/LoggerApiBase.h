@@ -72,6 +72,9 @@ public:
     // no file lies in the range; a read that found files pauses kReadPause. header receives the
     // header of the last file read, its scales defaulted where they are 0.0, and firstItemId the
     // unique id of the first item read from that file. Both stay as they are when no file is read.
+    // Every null answer leaves a last error that names the catalogue id and the range: "no logger
+    // with the catalogue id <n> of type <family> in the catalogue: ..." or "the read of the logger
+    // with the catalogue id <n> from <start> to <end> failed: ...".
     template <typename T, typename I>
     std::shared_ptr<LoggerResult<T, I>> getValues(LoggerType type, int baseTypeId, timespec start,
                                                   timespec end, int maxItems, int& firstItemId,
@@ -130,6 +133,12 @@ protected:
     static int fileBound(int maxItems) { return maxItems < 1 ? -1 : maxItems; }
     // A pause of a read, through QThread::msleep.
     static void readPause(unsigned long milliseconds);
+    // The last errors of a read by catalogue id: the id is not catalogued in the family, or the
+    // read of its files failed.
+    static void reportUnknownBaseType(LoggerType type, int baseTypeId);
+    static void reportFailedRead(int baseTypeId, timespec start, timespec end);
+    // Start and end as ISO 8601 UTC times, "<start> to <end>".
+    static QString rangeText(timespec start, timespec end);
 
     static constexpr unsigned long kFailedLookupPause = 200; // ms before answering null
     static constexpr unsigned long kReadPause = 50;          // ms after a read by time
@@ -320,6 +329,7 @@ std::shared_ptr<LoggerResult<T, I>> LoggerApiBase::getValues(LoggerType type, in
     using Result = LoggerResult<T, I>;
     const std::shared_ptr<DefnBaseType> baseType = readBaseType(type, baseTypeId);
     if (baseType == nullptr) {
+        reportUnknownBaseType(type, baseTypeId);
         readPause(kFailedLookupPause);
         return nullptr;
     }
@@ -338,6 +348,7 @@ std::shared_ptr<LoggerResult<T, I>> LoggerApiBase::getValues(LoggerType type, in
     DataItemsCalculator calculator;
     long long actualSize = 0;
     if (!loggerapi_detail::sizeFiles(files, range, maxItems, info.itemSize, calculator, actualSize)) {
+        reportFailedRead(baseTypeId, start, end);
         return nullptr;
     }
     const int totalItems = calculator.mTotalItems;
@@ -345,10 +356,12 @@ std::shared_ptr<LoggerResult<T, I>> LoggerApiBase::getValues(LoggerType type, in
     const long long scaledMaxItems =
         loggerapi_detail::scaledCapacity<T>(totalItems, allocatedSize, actualSize);
     if (scaledMaxItems > INT32_MAX) {
+        reportFailedRead(baseTypeId, start, end);
         return nullptr;
     }
     const std::shared_ptr<Result> result = allocateResult<T, I>(files, info.itemSize, scaledMaxItems);
     if (result == nullptr) {
+        reportFailedRead(baseTypeId, start, end);
         return nullptr;
     }
     const long long capacityBytes = scaledMaxItems * static_cast<long long>(sizeof(T));
@@ -358,6 +371,7 @@ std::shared_ptr<LoggerResult<T, I>> LoggerApiBase::getValues(LoggerType type, in
     loggerapi_detail::ReadProgress progress;
     if (!loggerapi_detail::readFiles(files, range, info.itemSize, calculator, *result, capacityBytes, header,
                                      firstItemId, progress)) {
+        reportFailedRead(baseTypeId, start, end);
         return nullptr;
     }
     loggerapi_detail::trimResult(*result, progress, allocatedSize < actualSize);
@@ -371,6 +385,7 @@ int LoggerApiBase::getNumItems(LoggerType type, int baseTypeId, timespec start, 
 {
     const std::shared_ptr<DefnBaseType> baseType = readBaseType(type, baseTypeId);
     if (baseType == nullptr) {
+        reportUnknownBaseType(type, baseTypeId);
         readPause(kFailedLookupPause);
         return -1;
     }

@@ -25,8 +25,12 @@ class QObject;
 // Three answers are told apart, and callers rely on the difference: a null pointer (the store
 // is not valid, the identification is unknown, the type cannot be loaded, or the files changed
 // under the read), a result with zero items (the logger exists but holds nothing in the
-// range), and a result with items. Failures never throw. A failure of the catalogue keeps its
-// text for getLastError(); an unknown identification keeps none.
+// range), and a result with items. Failures never throw. Every null answer keeps a text for
+// getLastError() that names its object: a store without a writer (the process-id file), an
+// unknown identification (id, family and data type), an id catalogued with another data type (the
+// data types it holds), a range whose start lies after its end (both ends in ISO 8601 UTC), a
+// failed catalogue, and an operation not available yet in this version. A result with zero items
+// is no failure and keeps none.
 //
 // The object holds no state between calls and may be used from any thread of the reader. It
 // may be made before the catalogue exists (calls then answer null until the store is valid),

@@ -75,8 +75,9 @@ public:
     // Looks for "database.xml" in the configuration directories (the first that holds it wins),
     // reads it with readParameters, brings up the card client and goes on as the five-argument
     // form with what the file and the card say. False where no directory holds the file, which
-    // is then named on standard error with the directories; a later step that fails is logged as
-    // an error.
+    // is then named on standard error with the directories and in the last error ("no
+    // configuration file database.xml in <directories>: ..."); a later step that fails is logged
+    // as an error and keeps its own last error.
     bool initialize();
     // readParameters of the file, then as the five-argument form. A file that cannot be read gives
     // false and, where no error is kept yet (an empty name), the last error "Error reading
@@ -93,8 +94,13 @@ public:
     // override the disk and path it reports, and the disk must exist and be mounted. The writer writes the
     // process-id file, a reader reads it. path/dbName (cut to 99 bytes) is opened read-write by the writer,
     // read-only by a reader, checked, repaired by the writer where damaged and given the schema (anew with
-    // dropSchema); the data folder becomes LoggerFileSystem's root. Of its failures only a failed open leaves
-    // a last error; the writer posts each outcome in the logger state.
+    // dropSchema); the data folder becomes LoggerFileSystem's root. The writer posts each outcome in the
+    // logger state. Every failure but the writer's process-id file leaves a last error that names the
+    // object: no card client ("the card client could not start: ..."), no mounted card ("the card
+    // service reports no mounted card (state <n>): ..."), a disk refused by the mount check ("the card
+    // path <disk> does not exist: ..." or "... is neither a mount point nor below /var/log: ..."), and a
+    // catalogue that cannot be opened ("cannot open the catalogue <file> (<SQLite's text>): <what to
+    // do>", naming a missing folder), or "database = nullptr" where no connection came of the open.
     bool initialize(const QString& disk, const QString& path, const QString& dataFolder,
                     const QString& dbName, bool dropSchema);
     // initialize with the places of the last start and without dropping the schema; before any
@@ -110,7 +116,10 @@ public:
     // A reader's check before each query: true while the process-id file names the writer that
     // this process last saw and the catalogue file exists. Another id (a restarted writer, which
     // may have rebuilt the catalogue) reopens everything through reinitialize and answers its
-    // result; without an id in the file the answer is false and nothing changes.
+    // result; without an id in the file the answer is false and nothing changes. A false answer
+    // leaves a last error: "no writer has started on this store (no process id in the file
+    // <file>): start the writer first", "the catalogue <file> does not exist: ...", "the store is
+    // not initialized (no catalogue name): ...", or the text of the failed reinitialize.
     bool checkValidity();
     // Whether the catalogue file exists; a missing one, or no name, is logged at info level.
     bool exists();

@@ -27,6 +27,9 @@
 // so a lone item reaches the card 10 to 20 s after logEventItem returned; flush() writes what
 // waits at once.
 //
+// A false answer of initialize, updateEventStrings or logEventItem keeps a last error
+// (LoggerDb::getLastError) that names the log, unless a deeper layer kept a text of its own.
+//
 // Threads: updateEventStrings and logEventItem run on one thread, the host's; the table of texts
 // has no lock of its own. The quiet-period flush runs on the cache timer's thread; it meets
 // updateEventStrings on the logger's save mutex, as every write of the logger does.

@@ -9,7 +9,9 @@
 
 // The narrow surface through which the writer and LoggerList reach the operator log. It holds
 // no state; every operation goes to the one LoggerOperator of the process, which the first call
-// builds. No operation takes a lock of its own: the thread rules of LoggerBase apply.
+// builds. No operation takes a lock of its own: the thread rules of LoggerBase apply. Every false
+// answer keeps a last error (LoggerDb::getLastError) that names the operator log and says what to
+// do, unless a deeper layer kept a text of its own during the call.
 class QZLOGGER_EXPORT LoggerOperatorInterface {
 public:
     LoggerOperatorInterface() = default;

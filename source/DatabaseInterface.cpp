@@ -1,6 +1,7 @@
 #include "DatabaseInterface.h"
 
 #include "LoggerDb.h"
+#include "LoggerErrorText.h"
 #include "LoggerFileSystem.h"
 #include "LoggerGlobalStates.h"
 #include "LoggerList.h"
@@ -130,7 +131,14 @@ void DatabaseInterface::setSDcardMounted()
 
 bool DatabaseInterface::initializeLoggers()
 {
-    return LoggerList::initializeLoggers();
+    return withErrorText(
+        [] { return LoggerList::initializeLoggers(); },
+        [] {
+            const LoggerDb& db = LoggerDb::getInstance();
+            return QStringLiteral(
+                       "the loggers did not initialize: check the catalogue %1 and the data folder %2")
+                .arg(db.getFullDbName(), db.getDataFolder());
+        });
 }
 
 void DatabaseInterface::setShouldStartLoggers(bool start)
@@ -140,12 +148,27 @@ void DatabaseInterface::setShouldStartLoggers(bool start)
 
 bool DatabaseInterface::startStopLoggers(bool start)
 {
-    return start ? LoggerList::startLoggers() : LoggerList::stopLoggers();
+    if (!start)
+        return LoggerList::stopLoggers();
+    return withErrorText([] { return LoggerList::startLoggers(); },
+                         [] {
+                             return QStringLiteral(
+                                        "the loggers did not start: check the card and the data folder %1")
+                                 .arg(LoggerDb::getInstance().getDataFolder());
+                         });
 }
 
 bool DatabaseInterface::deleteAllLoggers()
 {
-    return LoggerList::getInstance()->deleteAllLoggers(true);
+    return withErrorText(
+        [] { return LoggerList::getInstance()->deleteAllLoggers(true); },
+        [] {
+            const LoggerDb& db = LoggerDb::getInstance();
+            return QStringLiteral(
+                       "not every logger was deleted from the catalogue %1: initialize the store and "
+                       "delete again")
+                .arg(db.getFullDbName());
+        });
 }
 
 void DatabaseInterface::factoryReset()

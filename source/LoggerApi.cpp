@@ -6,9 +6,19 @@
 #include "LoggerSDCard.h"
 
 #include <QLatin1String>
+#include <QStringList>
 
 #include <cstdint>
 #include <cstring>
+
+namespace {
+
+bool isReversed(timespec start, timespec end)
+{
+    return start.tv_sec > end.tv_sec || (start.tv_sec == end.tv_sec && start.tv_nsec > end.tv_nsec);
+}
+
+} // namespace
 
 LoggerApi::LoggerApi()
 {
@@ -37,10 +47,13 @@ std::shared_ptr<LoggerResult<T>> LoggerApi::readTimeRange(LoggerType type, Logge
     }
     const int baseTypeId = getBaseTypeId(type, dataType, id);
     if (baseTypeId < 0) {
+        reportUnknownId(type, dataType, id);
         readPause(kFailedLookupPause);
         return nullptr;
     }
-    return readItems<T>(type, baseTypeId, start, end, maxItems);
+    std::shared_ptr<LoggerResult<T>> result = readItems<T>(type, baseTypeId, start, end, maxItems);
+    reportReversedRange(start, end);
+    return result;
 }
 
 template <typename T>
@@ -51,12 +64,50 @@ std::shared_ptr<LoggerResult<T>> LoggerApi::readTimeRange(LoggerType type, int b
         return nullptr;
     }
     // The base type carries its own data type; the read needs only the family.
-    return readItems<T>(type, baseTypeId, start, end, -1);
+    std::shared_ptr<LoggerResult<T>> result = readItems<T>(type, baseTypeId, start, end, -1);
+    reportReversedRange(start, end);
+    return result;
+}
+
+void LoggerApi::reportUnknownId(LoggerType type, LoggerDataType dataType, const QString& id)
+{
+    // The id may be catalogued with records of another data type: then the caller has taken the
+    // wrong getter, which the text says.
+    QStringList otherTypes;
+    for (const DefnBaseType& entry : readBaseTypes(type, LoggerDataType::NONE, id)) {
+        const QString name = LoggerDebug::getLoggerDataTypeString(entry.mDataType);
+        if (entry.mDataType != dataType && !otherTypes.contains(name))
+            otherTypes.append(name);
+    }
+    const QString family = LoggerDebug::getLoggerTypeString(type);
+    const QString wanted = LoggerDebug::getLoggerDataTypeString(dataType);
+    if (!otherTypes.isEmpty()) {
+        LoggerDb::getInstance().setError(
+            QStringLiteral("the logger '%1' of type %2 holds %3 records, not %4: read it with the getter of "
+                           "its data type")
+                .arg(id, family, otherTypes.join(QLatin1Char('/')), wanted));
+        return;
+    }
+    LoggerDb::getInstance().setError(QStringLiteral("no logger with the identification '%1' of type %2/%3 in "
+                                                    "the catalogue: check the id with the writer's "
+                                                    "configuration")
+                                         .arg(id, family, wanted));
+}
+
+void LoggerApi::reportReversedRange(timespec start, timespec end)
+{
+    if (!isReversed(start, end))
+        return;
+    LoggerDb::getInstance().setError(
+        QStringLiteral("the range %1 is reversed: give the start before the end").arg(rangeText(start, end)));
 }
 
 void LoggerApi::reportNotAvailable(const char* operation) const
 {
     TRACK_WARN(*this, QLatin1String(operation) + QStringLiteral(": not available yet"));
+    LoggerDb::getInstance().setError(QLatin1String(operation) +
+                                     QStringLiteral(" is not available yet in this version of the store: "
+                                                    "read with the getters by time range instead"));
 }
 
 long long LoggerApi::getTimeId(timespec time)

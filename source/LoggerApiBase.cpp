@@ -5,6 +5,7 @@
 #include "LoggerRetriedTransaction.h"
 #include "TimeOrder.h"
 
+#include <QDateTime>
 #include <QThread>
 
 #include <algorithm>
@@ -70,6 +71,38 @@ void LoggerApiBase::readPause(unsigned long milliseconds)
         observer(milliseconds);
     }
     QThread::msleep(milliseconds);
+}
+
+QString LoggerApiBase::rangeText(timespec start, timespec end)
+{
+    const auto iso = [](timespec time) {
+        const QDateTime utc = QDateTime::fromMSecsSinceEpoch(
+            static_cast<qint64>(time.tv_sec) * 1000 + time.tv_nsec / 1000000, Qt::UTC);
+        return utc.toString(time.tv_nsec / 1000000 != 0 ? Qt::ISODateWithMs : Qt::ISODate);
+    };
+    return iso(start) + QStringLiteral(" to ") + iso(end);
+}
+
+void LoggerApiBase::reportUnknownBaseType(LoggerType type, int baseTypeId)
+{
+    LoggerDb& db = LoggerDb::getInstance();
+    if (!db.isInitialized()) {
+        db.setError(QStringLiteral("the store is not initialized, so the logger with the catalogue id %1 "
+                                   "cannot be read: initialize the store first")
+                        .arg(baseTypeId));
+        return;
+    }
+    db.setError(QStringLiteral("no logger with the catalogue id %1 of type %2 in the catalogue: take the id "
+                               "from the catalogue or read by identification")
+                    .arg(QString::number(baseTypeId), LoggerDebug::getLoggerTypeString(type)));
+}
+
+void LoggerApiBase::reportFailedRead(int baseTypeId, timespec start, timespec end)
+{
+    LoggerDb::getInstance().setError(
+        QStringLiteral("the read of the logger with the catalogue id %1 from %2 failed: its files changed "
+                       "during the read or the memory did not suffice; read again or read a shorter range")
+            .arg(QString::number(baseTypeId), rangeText(start, end)));
 }
 
 int LoggerApiBase::getBaseTypeId(LoggerType type, LoggerDataType dataType, const QString& id)

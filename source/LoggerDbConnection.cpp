@@ -10,10 +10,10 @@
 #include "DatabaseExceptions.h"
 #include "LoggerDatabaseInfos.h"
 #include "LoggerFileSystem.h"
+#include "LoggerList.h"
 #include "LoggerMemoryInterface.h"
 #include "LoggerParser.h"
 #include "LoggerRetriedTransaction.h"
-#include "LoggerList.h"
 #include "LoggerSDCard.h"
 #include "LoggerSqlite.h"
 #include "SchemaCatalog.h"
@@ -78,6 +78,48 @@ void createSchemaNow(qzdb::Database& db)
     db.executeRaw("PRAGMA foreign_keys=ON");
 }
 
+// Texts of the last error: each names the object and says what to do.
+
+QString cardClientNotStartedText()
+{
+    return QStringLiteral("the card client could not start: the card service does not answer on the "
+                          "system bus; start the card service, then initialize again");
+}
+
+QString noWriterText()
+{
+    return QStringLiteral("no writer has started on this store (no process id in the file %1): start "
+                          "the writer first")
+        .arg(LoggerDb::getProcessIdFile());
+}
+
+QString missingCatalogueText(const QString& catalogue)
+{
+    if (catalogue.isEmpty())
+        return QStringLiteral("the store is not initialized (no catalogue name): initialize it with a "
+                              "configuration first");
+    return QStringLiteral("the catalogue %1 does not exist: start the writer, which makes it, or check "
+                          "the card service's logger path")
+        .arg(catalogue);
+}
+
+QString catalogueOpenFailedText(const QString& catalogue, bool writer, const QString& reason)
+{
+    const QString folder = QFileInfo(catalogue).absolutePath();
+    QString advice;
+    if (catalogue.isEmpty())
+        advice = QStringLiteral("no catalogue name is set; give dbName in the configuration");
+    else if (!QFileInfo(folder).isDir())
+        advice = QStringLiteral("the folder %1 does not exist; create it or check the card service's "
+                                "logger path")
+                     .arg(folder);
+    else if (!writer && !QFileInfo::exists(catalogue))
+        advice = QStringLiteral("the file does not exist; start the writer first, which makes it");
+    else
+        advice = QStringLiteral("check the file's permissions and the card");
+    return QStringLiteral("cannot open the catalogue %1 (%2): %3").arg(catalogue, reason, advice);
+}
+
 } // namespace
 
 // ---------------------------------------------------------------------------------------------
@@ -120,6 +162,8 @@ bool LoggerDb::initialize()
         for (const QString& directory : directories)
             std::cerr << "  " << directory.toStdString() << '\n';
         std::cerr.flush();
+        setError(QStringLiteral("no configuration file %1 in %2: add it to one of these directories")
+                     .arg(name, directories.join(QStringLiteral(", "))));
         return false;
     }
     if (!readParameters(configFile)) {
@@ -173,12 +217,18 @@ bool LoggerDb::initializeSDCard()
 {
     if (mLoggerSDCard == nullptr)
         mLoggerSDCard = LoggerSDCard::createInstance();
-    if (mLoggerSDCard == nullptr)
+    if (mLoggerSDCard == nullptr) {
+        setError(cardClientNotStartedText());
         return false;
+    }
     // The client is started once; it follows the service from then on by itself.
     if (mLoggerSDCard->isStarted())
         return true;
-    return mLoggerSDCard->initialize();
+    if (!mLoggerSDCard->initialize()) {
+        setError(cardClientNotStartedText());
+        return false;
+    }
+    return true;
 }
 
 bool LoggerDb::initialize(const QString& disk, const QString& path, const QString& dataFolder,
@@ -224,7 +274,7 @@ bool LoggerDb::initialize(const QString& disk, const QString& path, const QStrin
     } catch (const qzdb::Exception& e) {
         loggerMessage(std::string("odb::exception=") + e.what(), LOGGER_MESSAGE_ERROR);
         logDatabaseState(DATABASE_NOT_INITIALIZED);
-        setError(QString::fromStdString(e.what()));
+        setError(catalogueOpenFailedText(getFullDbName(), mWriter, QString::fromStdString(e.what())));
         loggerMessage("initialize exception", LOGGER_MESSAGE_ERROR);
         mInitialized = false;
         setLoggerState(LOGGER_STATE_DB_FAILED);
@@ -245,6 +295,7 @@ bool LoggerDb::readCardLocation()
     }
     if (mLoggerSDCard == nullptr || !mLoggerSDCard->isInitialized()) {
         if (mWriter) {
+            setError(cardClientNotStartedText());
             loggerMessage("LoggerSDCard is not initialized", LOGGER_MESSAGE_INFO);
             setLoggerState(LOGGER_STATE_DB_FAILED);
             setReadable(false);
@@ -254,6 +305,9 @@ bool LoggerDb::readCardLocation()
         return true;
     }
     if (mLoggerSDCard->readState() != SDC_MOUNTED) {
+        setError(QStringLiteral("the card service reports no mounted card (state %1): insert the card "
+                                "and wait until the service reports it mounted, then initialize again")
+                     .arg(static_cast<int>(mLoggerSDCard->getSdState())));
         loggerMessage("cannot initialize database because sdcard is not mounted", LOGGER_MESSAGE_INFO);
         return false;
     }
@@ -288,8 +342,20 @@ void LoggerDb::takeGivenLocation(const QString& disk, const QString& path, const
 bool LoggerDb::checkMountedDisk()
 {
     const CheckMountPath mountPath(mDiskName);
-    if (QDir(mDiskName).exists() && mountPath.isMounted())
+    const bool folderExists = QDir(mDiskName).exists();
+    if (folderExists && mountPath.isMounted())
         return true;
+    if (mDiskName.isEmpty())
+        setError(QStringLiteral("no card path is known: give one in the configuration's targetPath or "
+                                "start the card service, which reports its mount point"));
+    else if (!folderExists)
+        setError(QStringLiteral("the card path %1 does not exist: mount the card there or give a path "
+                                "below /var/log")
+                     .arg(mDiskName));
+    else
+        setError(QStringLiteral("the card path %1 is neither a mount point nor below /var/log: mount the "
+                                "card there or give a path below /var/log")
+                     .arg(mDiskName));
     loggerMessage("mDatabasePath = " + mPath.toStdString(), LOGGER_MESSAGE_INFO);
     logDatabaseState(DATABASE_PATH_DOES_NOT_EXIST);
     if (mWriter)
@@ -427,12 +493,18 @@ bool LoggerDb::checkValidity()
 {
     exists();
     const int processId = readProcessId();
-    if (processId == mProcessId)
-        return exists();
+    if (processId == mProcessId) {
+        const bool present = exists();
+        if (!present)
+            setError(processId < 0 ? noWriterText() : missingCatalogueText(getFullDbName()));
+        return present;
+    }
     // The writer restarted, and may have rebuilt the catalogue; without an id in the file there
     // is no writer whose catalogue could be trusted.
-    if (processId < 0)
+    if (processId < 0) {
+        setError(noWriterText());
         return false;
+    }
     if (!reinitialize())
         return false;
     mProcessId = processId;

@@ -5,6 +5,7 @@
 #include "DefnTypePersistance.h"
 #include "LoggerAccess.h"
 #include "LoggerDb.h"
+#include "LoggerErrorText.h"
 #include "LoggerRetriedTransaction.h"
 
 #include <QMutexLocker>
@@ -58,7 +59,17 @@ void LoggerEventAlarm::closeTimer()
 
 bool LoggerEventAlarm::initialize()
 {
-    const bool result = initializeLogger();
+    const bool result = withErrorText(
+        [this] { return initializeLogger(); },
+        [this] {
+            if (mLoggerName.empty())
+                return QStringLiteral(
+                    "the event log has no name and stays disabled: call setLoggerName before "
+                    "initialize");
+            return QStringLiteral(
+                       "the event log '%1' did not initialize: initialize the store first (catalogue %2)")
+                .arg(QString::fromStdString(mLoggerName), LoggerDb::getInstance().getFullDbName());
+        });
     const std::shared_ptr<DefnBaseType> type = mAccess->getCurrentBaseType();
     if (!type) {
         return result;
@@ -80,12 +91,22 @@ bool LoggerEventAlarm::updateEventStrings(std::vector<std::string> texts)
     const std::shared_ptr<DefnBaseType> type = mAccess->getCurrentBaseType();
     if (!isDatabaseInitialized() || !type) {
         message("Database is not initialized or mCurrentBaseType == nullptr", LOGGER_MESSAGE_ROUTINE);
+        LoggerDb::getInstance().setError(
+            QStringLiteral("the texts of the event log '%1' were not registered: %2")
+                .arg(QString::fromStdString(mLoggerName),
+                     isDatabaseInitialized() ? QStringLiteral("the log has no type yet; initialize it first")
+                                             : QStringLiteral("the store is not initialized; initialize it "
+                                                              "and the log first")));
         return false;
     }
     DefnTypePersistance persistance;
     const std::shared_ptr<DefnEventType> eventInfo = persistance.getEventType(type);
     if (!eventInfo) {
         message("eventInfo == nullptr", LOGGER_MESSAGE_ROUTINE);
+        LoggerDb::getInstance().setError(
+            QStringLiteral("the type of the event log '%1' is no event type: give "
+                           "the log a name that no other logger uses")
+                .arg(QString::fromStdString(mLoggerName)));
         return false;
     }
 
@@ -119,6 +140,12 @@ bool LoggerEventAlarm::updateEventStrings(std::vector<std::string> texts)
         forgetIds();
         strings.resize(sizeBefore);
         message("cannot update Event strings", LOGGER_MESSAGE_FATAL);
+        // The transaction's own failure text, where it kept one, is the more precise one.
+        LoggerDb& db = LoggerDb::getInstance();
+        if (db.getLastError().isEmpty())
+            db.setError(QStringLiteral("the texts of the event log '%1' were not stored in the catalogue %2: "
+                                       "register them again")
+                            .arg(QString::fromStdString(mLoggerName), db.getFullDbName()));
         return false;
     }
 
@@ -140,7 +167,15 @@ bool LoggerEventAlarm::logEventItem(DataEvent item, QString text)
     const int id = mEventStrings[text];
     item.stringId = id;
     debugMessage(QStringLiteral("Event String ") + text + QStringLiteral(" Id: ") + QString::number(id));
-    if (!writeLoggerItem(&item)) {
+    const bool written = withErrorText(
+        [this, &item] { return writeLoggerItem(&item); },
+        [this, &text] {
+            return QStringLiteral(
+                       "the event '%1' was not written to the event log '%2': initialize and start the "
+                       "log first")
+                .arg(text, QString::fromStdString(mLoggerName));
+        });
+    if (!written) {
         message("Event not written", LOGGER_MESSAGE_ROUTINE);
         return false;
     }

@@ -7,6 +7,7 @@
 #include "LoggerSDCard.h"
 
 #include <QMutexLocker>
+#include <QStringList>
 #include <QThread>
 
 namespace {
@@ -61,10 +62,16 @@ bool LoggerList::isCardMountedForStart()
 {
     LoggerSDCard* sdCard = LoggerDb::getInstance().getLoggerSDCard();
     if (sdCard == nullptr) {
+        LoggerDb::getInstance().setError(QStringLiteral("the loggers cannot start without a card client: "
+                                                        "initialize the store first"));
         TRACK_ERROR(*this, QStringLiteral("sdCard==nullptr"));
         return false;
     }
     if (sdCard->readState() != SDC_MOUNTED) {
+        LoggerDb::getInstance().setError(
+            QStringLiteral("the loggers did not start: the card service reports no mounted card (state %1); "
+                           "they start when the card is mounted")
+                .arg(static_cast<int>(sdCard->getSdState())));
         TRACK_WARN(*this, QStringLiteral("SD-Card nicht gemountet, Logger werden nicht gestartet"));
         return false;
     }
@@ -75,6 +82,9 @@ bool LoggerList::refuseReader()
 {
     if (LoggerDb::getInstance().isWriter())
         return false;
+    LoggerDb::getInstance().setError(QStringLiteral("this process is a reader, and only the writer may open "
+                                                    "the loggers' files: call setWriterMode(true) before "
+                                                    "initialize in the writer"));
     TRACK_ERROR(*this, QStringLiteral("Nur der Writer darf die Loggerdateien direkt oeffnen"));
     return true;
 }
@@ -119,10 +129,19 @@ bool LoggerList::instanceInitializeLoggers()
     if (!db.isInitialized())
         db.reinitialize();
     bool result = true;
+    QStringList failed;
     for (LoggerBase* logger : qAsConst(mLoggers)) {
-        result = logger->initializeLogger() && result;
+        if (!logger->initializeLogger()) {
+            failed.append(logger->getLoggerName() + QStringLiteral(" '") +
+                          logger->getConfiguratedMeasuredTypeId() + QStringLiteral("'"));
+            result = false;
+        }
         QThread::msleep(0);
     }
+    if (!failed.isEmpty())
+        db.setError(QStringLiteral("these loggers did not initialize: %1; check the catalogue %2 and the "
+                                   "data folder %3")
+                        .arg(failed.join(QStringLiteral(", ")), db.getFullDbName(), db.getDataFolder()));
     db.setLoggerState(LOGGER_STATE_LOGGERS_STARTED);
     db.initializeCompleted();
     return result;
@@ -151,12 +170,19 @@ bool LoggerList::instanceStartLoggers()
         // A card pulled during the run ends it here: the group does not count as started.
         LoggerSDCard* sdCard = db.getLoggerSDCard();
         if (sdCard == nullptr || sdCard->getSdState() != SDC_MOUNTED) {
+            db.setError(QStringLiteral("the card went away while the loggers started: they start again "
+                                       "when the card is mounted"));
             TRACK_ERROR(*this, QStringLiteral("SD-Card not mounted"));
             return false;
         }
         const bool started = logger->startLogger();
-        if (!started)
+        if (!started) {
+            db.setError(QStringLiteral("the logger %1 '%2' did not start: check the data folder %3 and the "
+                                       "card's free space")
+                            .arg(logger->getLoggerName(), logger->getConfiguratedMeasuredTypeId(),
+                                 db.getDataFolder()));
             TRACK_WARN(*this, logger->getLoggerName() + QStringLiteral(" not started"));
+        }
         result = started && result;
         QThread::msleep(0);
     }

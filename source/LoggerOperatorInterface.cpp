@@ -1,22 +1,46 @@
 #include "LoggerOperatorInterface.h"
 
+#include "LoggerDb.h"
+#include "LoggerErrorText.h"
 #include "LoggerOperator.h"
+
+namespace {
+
+QString storeAdvice()
+{
+    const LoggerDb& db = LoggerDb::getInstance();
+    if (!db.isInitialized())
+        return QStringLiteral("the store is not initialized; initialize it first");
+    return QStringLiteral("check the catalogue %1 and the data folder %2")
+        .arg(db.getFullDbName(), db.getDataFolder());
+}
+
+} // namespace
 
 LoggerOperatorInterface::~LoggerOperatorInterface() = default;
 
 bool LoggerOperatorInterface::initialize()
 {
-    return LoggerOperator::initialize();
+    return withErrorText(
+        [] { return LoggerOperator::initialize(); },
+        [] { return QStringLiteral("the operator log did not initialize: ") + storeAdvice(); });
 }
 
 bool LoggerOperatorInterface::startLogger()
 {
-    return LoggerOperator::start();
+    return withErrorText([] { return LoggerOperator::start(); },
+                         [] { return QStringLiteral("the operator log did not start: ") + storeAdvice(); });
 }
 
 bool LoggerOperatorInterface::logEvent(DataOperator item)
 {
-    return LoggerOperator::logEvent(item);
+    return withErrorText(
+        [&item] { return LoggerOperator::logEvent(item); },
+        [] {
+            return QStringLiteral("the operator entry was not written to the operator log: start the log "
+                                  "first; ") +
+                   storeAdvice();
+        });
 }
 
 void LoggerOperatorInterface::createDefault(DataOperator& item)
@@ -41,7 +65,14 @@ bool LoggerOperatorInterface::isEnabled()
 
 bool LoggerOperatorInterface::createNewFile(timespec time)
 {
-    return LoggerOperator::createNewOperatorFile(time);
+    return withErrorText([time] { return LoggerOperator::createNewOperatorFile(time); },
+                         [] {
+                             if (!LoggerOperator::getInstance()->isOperatorEnabled())
+                                 return QStringLiteral(
+                                     "the operator log is switched off, so no new operator file is made: "
+                                     "switch it on with setEnabled(true)");
+                             return QStringLiteral("no new operator file was made: ") + storeAdvice();
+                         });
 }
 
 int LoggerOperatorInterface::getDaysPerFile()
@@ -51,7 +82,8 @@ int LoggerOperatorInterface::getDaysPerFile()
 
 bool LoggerOperatorInterface::removeLogger(bool reinitialize)
 {
-    return LoggerOperator::remove(reinitialize);
+    return withErrorText([reinitialize] { return LoggerOperator::remove(reinitialize); },
+                         [] { return QStringLiteral("the operator log was not removed: ") + storeAdvice(); });
 }
 
 void LoggerOperatorInterface::closeTimer()
@@ -66,12 +98,19 @@ void LoggerOperatorInterface::closeFile()
 
 bool LoggerOperatorInterface::reOpenFile()
 {
-    return LoggerOperator::getInstance()->reOpenFile();
+    return withErrorText(
+        [] { return LoggerOperator::getInstance()->reOpenFile(); },
+        [] { return QStringLiteral("the operator log's file was not opened again: ") + storeAdvice(); });
 }
 
 bool LoggerOperatorInterface::readDatabaseChanges(bool createIfEmpty)
 {
-    return LoggerOperator::getInstance()->readDatabaseChanges(createIfEmpty);
+    return withErrorText(
+        [createIfEmpty] { return LoggerOperator::getInstance()->readDatabaseChanges(createIfEmpty); },
+        [] {
+            return QStringLiteral("the operator log did not read its type from the catalogue: ") +
+                   storeAdvice();
+        });
 }
 
 void LoggerOperatorInterface::setEnabled(bool enabled)
@@ -81,5 +120,6 @@ void LoggerOperatorInterface::setEnabled(bool enabled)
 
 bool LoggerOperatorInterface::flush()
 {
-    return LoggerOperator::getInstance()->flush();
+    return withErrorText([] { return LoggerOperator::getInstance()->flush(); },
+                         [] { return QStringLiteral("the operator log was not flushed: ") + storeAdvice(); });
 }

@@ -487,7 +487,9 @@ TEST_F(DatabaseConfigurationTest, ATargetPathThatDoesNotExistLoadsButTheStartFai
         << LogCapture::text().toStdString();
     EXPECT_TRUE(LogCapture::contains(dbLine("INFO", QStringLiteral("database path does not exist"))));
     EXPECT_EQ(store.readLoggerStateFile(), LOGGER_STATE_SD_MOUNTED | LOGGER_STATE_DB_FAILED);
-    EXPECT_EQ(db.getLastError(), QString());
+    EXPECT_EQ(db.getLastError(), QStringLiteral("the card path ") + missing +
+                                     QStringLiteral(" does not exist: mount the card there or give a path "
+                                                    "below /var/log"));
 }
 
 // --- DatabaseInterface -----------------------------------------------------------------------------

@@ -1,10 +1,10 @@
 #include "LoggerApiInterface.h"
-#include "LoggerTestSeams.h"
 #include "LogCapture.h"
 #include "LoggerApi.h"
 #include "LoggerDb.h"
 #include "LoggerGlobalStates.h"
 #include "LoggerList.h"
+#include "LoggerTestSeams.h"
 #include "TemporaryStoreRoot.h"
 #include "WriterStore.h"
 
@@ -223,7 +223,9 @@ TEST_F(LoggerApiInterfaceTest, AnUnknownIdentificationAnswersNullAfterThePauseOf
 
     EXPECT_EQ(api.getMeanValues(QStringLiteral("no.such.logger"), start, end), nullptr);
     EXPECT_EQ(mPauses, std::vector<unsigned long>{200});
-    EXPECT_EQ(LoggerApiInterface::getLastError(), QString());
+    EXPECT_EQ(LoggerApiInterface::getLastError(),
+              QStringLiteral("no logger with the identification 'no.such.logger' of type CYCLIC/MEAN in the "
+                             "catalogue: check the id with the writer's configuration"));
 
     // A base type id that the catalogue does not hold fails in the read itself, after the
     // same pause.

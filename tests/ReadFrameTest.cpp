@@ -3,7 +3,6 @@
 // (DataFileBuilder) and catalogued as the writer catalogues them; each test runs in a process
 // of its own.
 
-#include "LoggerTestSeams.h"
 #include "CataloguedFiles.h"
 #include "DataFileBuilder.h"
 #include "DefnBaseType.h"
@@ -12,6 +11,7 @@
 #include "LoggerDb.h"
 #include "LoggerFileSystem.h"
 #include "LoggerRetriedTransaction.h"
+#include "LoggerTestSeams.h"
 #include "WriterStore.h"
 
 #include <gtest/gtest.h>
@@ -184,14 +184,18 @@ TEST_F(ReadFrameTest, ALoggerWithoutFilesGivesAnEmptyResult)
     EXPECT_TRUE(mPauses.empty());
 }
 
-TEST_F(ReadFrameTest, AnUnknownTypeGivesNullAfterTheLookupPauseAndNoLastError)
+TEST_F(ReadFrameTest, AnUnknownTypeGivesNullAfterTheLookupPauseAndALastErrorNamingTheId)
 {
     LoggerDb::getInstance().getAndResetLastError();
     EXPECT_EQ(mFrame.getBaseTypeId(LoggerType::CYCLIC, LoggerDataType::VTQ, QStringLiteral("no.such.id")),
               -1);
+    EXPECT_TRUE(LoggerDb::getInstance().getLastError().isEmpty());
     EXPECT_EQ(read(4711, at(0), at(5000)), nullptr);
     EXPECT_EQ(mPauses, std::vector<unsigned long>{ReadFrame::kFailedLookupPause});
-    EXPECT_TRUE(LoggerDb::getInstance().getLastError().isEmpty());
+    EXPECT_EQ(
+        LoggerDb::getInstance().getAndResetLastError(),
+        QStringLiteral("no logger with the catalogue id 4711 of type CYCLIC in the catalogue: take the id "
+                       "from the catalogue or read by identification"));
     mPauses.clear();
     EXPECT_EQ((mFrame.getNumItems<Vtq, void*>(LoggerType::CYCLIC, -1, at(0), at(5000), -1)), -1);
     EXPECT_EQ(mPauses, std::vector<unsigned long>{ReadFrame::kFailedLookupPause});
