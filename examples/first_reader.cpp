@@ -73,7 +73,8 @@ int main(int argc, char** argv)
     // writer made. False when the card is not mounted, the service does not answer or there is
     // no catalogue yet (no writer has ever run on this card).
     if (!database.initialize()) {
-        std::fprintf(stderr, "first_reader: the store did not come up: %s\n", qPrintable(database.getLastError()));
+        std::fprintf(stderr, "first_reader: the store did not come up: %s\n",
+                     qPrintable(database.getLastError()));
         return 1;
     }
 

@@ -76,7 +76,8 @@ int main(int argc, char** argv)
     // the service does not answer, the card is not mounted or the catalogue does not open;
     // getLastError() then holds a text where there is one, and the log says which step failed.
     if (!database.initialize()) {
-        std::fprintf(stderr, "first_writer: the store did not come up: %s\n", qPrintable(database.getLastError()));
+        std::fprintf(stderr, "first_writer: the store did not come up: %s\n",
+                     qPrintable(database.getLastError()));
         return 1;
     }
 
