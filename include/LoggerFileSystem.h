@@ -34,7 +34,7 @@ public:
     static QString getPath();
     // A negative month gives the year folder, a negative day the month folder.
     static QString getFullDayFolderPath(int year, int month, int day);
-    // <root>/<year>/KW<week>.
+    // `<root>/<year>/KW<week>`.
     static QString getFullWeekFolderPath(int year, int week);
     // The day folder of getDateTime's date, the data type's tag, both guid halves in upper-case
     // hex without leading zeros, ".bin". For null the text "getFullFileName : nullptr", which

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages that building, testing and running the store need, where
 # they are missing: clang with its runtime libraries builds the fuzz target, llvm reports its
-# coverage. Safe to run again.
+# coverage, doxygen makes the API reference (the target qzlogger_doc). Safe to run again.
 set -euo pipefail
 
 packages=(
@@ -11,6 +11,7 @@ packages=(
   libgtest-dev googletest libbenchmark-dev
   dbus dbus-daemon tzdata
   clang libclang-rt-14-dev llvm
+  doxygen
 )
 
 missing=()
