@@ -1,8 +1,9 @@
 // The reader of the demonstration: a separate process that shares nothing with the writer but
 // the card's files and the catalogue. It brings the store up as a reader, asks the read API for
 // the demonstration's loggers by identification and time range, and prints a short summary of
-// each. The span is given by --from and --to (seconds since 1970, UTC); by default the last day
-// up to now. Like the writer, it comes up from the "database.xml" beside the program.
+// each. The span is given by --from and --to, each either ISO 8601 (2024-05-01T10:00:00Z; a time
+// without a zone is UTC) or seconds since 1970; by default the last day up to now. Every time it
+// prints is ISO 8601 in UTC. Like the writer, it comes up from the "database.xml" beside the program.
 //
 // With --follow SECONDS it keeps reading for that long, every two seconds, from --from (or the
 // start) up to the moment of the read, while a writer writes: it shows the store following the
@@ -33,9 +34,33 @@ timespec at(long long seconds)
     return t;
 }
 
+QString timeText(long long seconds)
+{
+    return QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC).toString(Qt::ISODate);
+}
+
 QString timeText(const DataTimespec& time)
 {
-    return QDateTime::fromSecsSinceEpoch(time.tv_sec, Qt::UTC).toString(Qt::ISODate);
+    return timeText(static_cast<long long>(time.tv_sec));
+}
+
+// A moment given on the command line: seconds since 1970, or ISO 8601, taken as UTC where it names
+// no zone. False for anything else.
+bool parseMoment(const QString& text, long long& seconds)
+{
+    bool isNumber = false;
+    const long long number = text.toLongLong(&isNumber);
+    if (isNumber) {
+        seconds = number;
+        return true;
+    }
+    QDateTime moment = QDateTime::fromString(text, Qt::ISODate);
+    if (!moment.isValid())
+        return false;
+    if (moment.timeSpec() == Qt::LocalTime)
+        moment.setTimeSpec(Qt::UTC);
+    seconds = moment.toSecsSinceEpoch();
+    return true;
 }
 
 // Count, first and last time stamp, and the smallest, average and largest of one value.
@@ -74,24 +99,30 @@ int main(int argc, char** argv)
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Reads the demonstration's loggers and summarises them."));
     parser.addHelpOption();
-    const QCommandLineOption fromOption(QStringLiteral("from"), QStringLiteral("Start of the span, UTC seconds."),
-                                        QStringLiteral("SECONDS"));
-    const QCommandLineOption toOption(QStringLiteral("to"), QStringLiteral("End of the span, UTC seconds."),
-                                      QStringLiteral("SECONDS"));
+    const QCommandLineOption fromOption(
+        QStringLiteral("from"),
+        QStringLiteral("Start of the span: ISO 8601 (UTC where no zone is given) "
+                       "or seconds since 1970."),
+        QStringLiteral("TIME"));
+    const QCommandLineOption toOption(QStringLiteral("to"),
+                                      QStringLiteral("End of the span: ISO 8601 (UTC where no zone is given) "
+                                                     "or seconds since 1970."),
+                                      QStringLiteral("TIME"));
     const QCommandLineOption followOption(QStringLiteral("follow"),
                                           QStringLiteral("Keep reading every two seconds for this long."),
                                           QStringLiteral("SECONDS"));
     parser.addOptions({fromOption, toOption, followOption});
     parser.process(app);
-    bool fromOk = true;
-    bool toOk = true;
     const long long now = static_cast<long long>(std::time(nullptr));
-    const long long to = parser.isSet(toOption) ? parser.value(toOption).toLongLong(&toOk) : now;
-    const long long from = parser.isSet(fromOption) ? parser.value(fromOption).toLongLong(&fromOk) : to - 86400;
+    long long to = now;
+    const bool toOk = !parser.isSet(toOption) || parseMoment(parser.value(toOption), to);
+    long long from = to - 86400;
+    const bool fromOk = !parser.isSet(fromOption) || parseMoment(parser.value(fromOption), from);
     bool followOk = true;
     const int followSeconds = parser.isSet(followOption) ? parser.value(followOption).toInt(&followOk) : 0;
     if (!fromOk || !toOk || !followOk || followSeconds < 0) {
-        std::fprintf(stderr, "qzlogger-demo-reader: --from and --to want seconds since 1970, --follow seconds\n");
+        std::fprintf(stderr, "qzlogger-demo-reader: --from and --to want ISO 8601 (2024-05-01T10:00:00Z) or "
+                             "seconds since 1970, --follow seconds\n");
         return 2;
     }
 
@@ -109,8 +140,7 @@ int main(int argc, char** argv)
         const long long end = now + followSeconds;
         for (long long moment = std::time(nullptr); moment < end; moment = std::time(nullptr)) {
             const auto means = api->getMeanValues(QString::fromLatin1(kMeanId), at(from), at(moment));
-            std::printf("%s  readable=%d  ", qPrintable(timeText(DataTimespec{static_cast<int32_t>(moment), 0})),
-                        database.isReadable() ? 1 : 0);
+            std::printf("%s  readable=%d  ", qPrintable(timeText(moment)), database.isReadable() ? 1 : 0);
             summarise("mean values", kMeanId, means, [](const DataMean& item) { return item.mean; });
             std::fflush(stdout);
             QThread::sleep(2);
@@ -118,8 +148,7 @@ int main(int argc, char** argv)
         db.close();
         return 0;
     }
-    std::printf("span: %s to %s\n", qPrintable(timeText(DataTimespec{static_cast<int32_t>(from), 0})),
-                qPrintable(timeText(DataTimespec{static_cast<int32_t>(to), 0})));
+    std::printf("span: %s to %s\n", qPrintable(timeText(from)), qPrintable(timeText(to)));
     const auto means = api->getMeanValues(QString::fromLatin1(kMeanId), at(from), at(to));
     summarise("mean values", kMeanId, means, [](const DataMean& item) { return item.mean; });
     const auto vtqs = api->getVtqValues(QString::fromLatin1(kVtqId), at(from), at(to));

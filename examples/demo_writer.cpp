@@ -6,7 +6,8 @@
 //   - entries of the operator log.
 // By default it writes a span of simulated time that ends now, as fast as it can; with
 // --realtime it writes at the pace of the clock for that many seconds. It prints the span it
-// wrote, so that a reader can ask for it.
+// wrote, "span: <first> <last>" in ISO 8601 UTC (2024-05-01T10:00:00Z), so that a reader can ask
+// for it; every time it prints is in that form.
 //
 // It drives the store only through the service facade, as a host program does:
 // setWriterMode(true), initialize(), initializeLoggers(), setShouldStartLoggers(true) and
@@ -23,6 +24,7 @@
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QDateTime>
 #include <QThread>
 
 #include <cmath>
@@ -79,6 +81,14 @@ private:
     const QString mId;
     const double mInterval;
 };
+
+// The time stamps the writer prints: ISO 8601 in UTC, to the second.
+QByteArray isoText(time_t seconds)
+{
+    return QDateTime::fromSecsSinceEpoch(static_cast<qint64>(seconds), Qt::UTC)
+        .toString(Qt::ISODate)
+        .toLatin1();
+}
 
 timespec at(time_t seconds)
 {
@@ -238,7 +248,7 @@ int main(int argc, char** argv)
             writeSecond(second, means, vtqs, alarms, true, counts);
             last = second;
             if (second % 10 == 0) {
-                std::printf("written up to %lld\n", static_cast<long long>(second));
+                std::printf("written up to %s\n", isoText(second).constData());
                 std::fflush(stdout);
             }
         }
@@ -255,7 +265,7 @@ int main(int argc, char** argv)
     const bool updated = means.updateAccess() && vtqs.updateAccess() && alarmLog.updateAccess();
     database.startStopLoggers(false);
     alarmLog.closeTimer();
-    std::printf("span: %lld %lld\n", static_cast<long long>(first), static_cast<long long>(last));
+    std::printf("span: %s %s\n", isoText(first).constData(), isoText(last).constData());
     std::printf("written: %d mean values (%s), %d 10-minute values (%s), %d alarms (%s), %d operator entries; "
                 "%d refused\n",
                 counts.means, kMeanId, counts.vtqs, kVtqId, counts.alarms, kAlarmLogName, counts.operations,

@@ -3,12 +3,56 @@
 # and a reader process on a simulated SD card. It starts a private system bus and the card
 # simulator on it, runs the writer (by default one simulated day of measurements, written as
 # fast as possible), then the reader, which summarises what it finds, and stops everything
-# again. Options go to the writer: --days N, or --realtime SECONDS to write at the clock's pace
-# while the reader looks in every few seconds. With --card-cycle [SECONDS] (default 30) the writer
-# writes at the clock's pace, a reader keeps reading beside it, and midway the simulated card is
-# ejected and mounted again: the store stops and starts its loggers with the card by itself.
+# again. Options:
+#   --days N              the writer writes N simulated days that end now (default 1);
+#   --realtime SECONDS    the writer writes at the clock's pace while the reader looks in every
+#                         few seconds;
+#   --card-cycle [SECONDS] (default 30) the writer writes at the clock's pace, a reader keeps
+#                         reading beside it, and midway the simulated card is ejected and mounted
+#                         again: the store stops and starts its loggers with the card by itself;
+#   --keep                leaves the store (the card's folder with logger/logger.db and
+#                         logger/data/) in place at the end and prints where it is.
+# Every time the programs print is ISO 8601 in UTC.
 set -euo pipefail
 top="$(cd "$(dirname "$0")/.." && pwd)"
+
+usage() {
+    echo "usage: $0 [--days N | --realtime SECONDS | --card-cycle [SECONDS]] [--keep]"
+}
+fail_usage() {
+    echo "run-main.sh: $1" >&2
+    usage >&2
+    exit 2
+}
+is_count() {
+    [[ "$1" =~ ^[0-9]+$ ]] && [ "$1" -gt 0 ]
+}
+
+mode="days"
+days=""
+seconds=""
+keep=0
+while [ $# -gt 0 ]; do
+    case "$1" in
+        --keep) keep=1 ;;
+        --days|--realtime)
+            [ "$mode" = "days" ] && [ -z "$days" ] || fail_usage "--days, --realtime and --card-cycle exclude each other"
+            [ $# -ge 2 ] && is_count "$2" || fail_usage "$1 wants a number above 0"
+            if [ "$1" = "--days" ]; then days="$2"; else mode="realtime"; seconds="$2"; fi
+            shift ;;
+        --card-cycle)
+            [ "$mode" = "days" ] && [ -z "$days" ] || fail_usage "--days, --realtime and --card-cycle exclude each other"
+            mode="card-cycle"
+            seconds=30
+            # The length is optional: a number after the option is it.
+            if [ $# -ge 2 ] && is_count "$2"; then seconds="$2"; shift; fi ;;
+        -h|--help) usage; exit 0 ;;
+        *) fail_usage "unknown option $1" ;;
+    esac
+    shift
+done
+[ "$mode" != "card-cycle" ] || [ "$seconds" -ge 4 ] || fail_usage "--card-cycle wants at least 4 seconds"
+
 "$top/scripts/setup-debian.sh"
 
 build="$top/build-main"
@@ -24,11 +68,19 @@ bus_pid=""
 card_pid=""
 writer_pid=""
 reader_pid=""
+# The bus and the simulator always stop, and the run's folder goes; the card's folder, which
+# holds the store, stays with --keep.
 stop_all() {
     for pid in "$reader_pid" "$writer_pid" "$card_pid" "$bus_pid"; do
         if [ -n "$pid" ]; then kill "$pid" 2>/dev/null || true; wait "$pid" 2>/dev/null || true; fi
     done
-    rm -rf "$card" "$run"
+    rm -rf "$run"
+    if [ "$keep" = 1 ]; then
+        echo "== the store is kept in $card: catalogue $card/logger/logger.db, data files $card/logger/data/"
+        echo "== remove it with: rm -rf $card"
+    else
+        rm -rf "$card"
+    fi
 }
 trap stop_all EXIT
 
@@ -65,13 +117,15 @@ read -r -t 10 -u "$card_out" ready
 writer="$build/examples/qzlogger_demo_writer"
 reader="$build/examples/qzlogger_demo_reader"
 simulator="$build/tools/sdcard-simulator/qz-sdcard-simulator"
-if [ "${1:-}" = "--card-cycle" ]; then
-    seconds="${2:-30}"
+utc_now() {
+    date -u +%Y-%m-%dT%H:%M:%SZ
+}
+if [ "$mode" = "card-cycle" ]; then
     "$writer" --realtime "$seconds" > "$run/writer.out" &
     writer_pid=$!
     # The writer has come up once it names its store.
     for _ in $(seq 100); do grep -q '^store:' "$run/writer.out" && break; sleep 0.1; done
-    "$reader" --from "$(date +%s)" --follow "$((seconds + 4))" &
+    "$reader" --from "$(utc_now)" --follow "$((seconds + 4))" &
     reader_pid=$!
     sleep "$((seconds / 2))"
     echo "== the card is ejected"
@@ -86,19 +140,20 @@ if [ "${1:-}" = "--card-cycle" ]; then
     reader_pid=""
     cat "$run/writer.out"
     exit "$writer_status"
-elif [ "${1:-}" = "--realtime" ]; then
-    "$writer" "$@" &
+elif [ "$mode" = "realtime" ]; then
+    "$writer" --realtime "$seconds" &
     writer_pid=$!
-    start=$(date +%s)
+    start="$(utc_now)"
     while kill -0 "$writer_pid" 2>/dev/null; do
         sleep 5
-        "$reader" --from "$start" --to "$(date +%s)" || true
+        "$reader" --from "$start" --to "$(utc_now)" || true
     done
     wait "$writer_pid"
     writer_pid=""
-    "$reader" --from "$start" --to "$(date +%s)"
+    "$reader" --from "$start" --to "$(utc_now)"
 else
-    "$writer" "$@" | tee "$run/writer.out"
+    "$writer" --days "${days:-1}" | tee "$run/writer.out"
+    # "span: <first> <last>", both ISO 8601, which the reader takes as they are.
     span=$(sed -n 's/^span: //p' "$run/writer.out")
     "$reader" --from "${span% *}" --to "${span#* }"
 fi

@@ -243,7 +243,7 @@ TEST_F(LoggerGlobalStatesTest, WritesDoNotTouchTheAvailableFile)
 
 // The other process of ProcessesSeeEachOthersChanges: prints what it reads, waits for the
 // parent's go, reads again, then changes the word and the readable flag.
-TEST(LoggerGlobalStatesChildProcess, ReadsWaitsReadsAndWrites)
+TEST(LoggerGlobalStatesChild, ReadsWaitsReadsAndWrites)
 {
     if (!ChildTestProcess::isChild())
         GTEST_SKIP() << "runs only as the child of ProcessesSeeEachOthersChanges";
@@ -265,7 +265,7 @@ TEST_F(LoggerGlobalStatesTest, ProcessesSeeEachOthersChanges)
                                          LOGGER_STATE_LOGGERS_STARTED));
     ASSERT_TRUE(states()->setReadable(false));
 
-    ChildTestProcess child(QStringLiteral("LoggerGlobalStatesChildProcess.ReadsWaitsReadsAndWrites"));
+    ChildTestProcess child(QStringLiteral("LoggerGlobalStatesChild.ReadsWaitsReadsAndWrites"));
     child.setVariable(QString::fromLatin1(LoggerGlobalStates::kStateDirectoryVariable), mRoot.path());
     ASSERT_TRUE(child.start()) << child.report().toStdString();
     EXPECT_EQ(child.waitForLine("first "), QByteArray("first state=45 readable=0"))

@@ -304,7 +304,7 @@ TEST_F(RetriedTransactionTest, TheMutexIsHeldAcrossTheWaits)
 
 // The child: takes the write lock on the catalogue, says so, and holds it for the time the
 // parent names, or, without one, until its standard input ends.
-TEST(RetriedTransactionLockHolder, HoldsTheWriteLock)
+TEST(RetriedTransactionLockHolderChild, HoldsTheWriteLock)
 {
     if (!ChildTestProcess::isChild())
         GTEST_SKIP();
@@ -329,7 +329,7 @@ TEST(RetriedTransactionLockHolder, HoldsTheWriteLock)
 
 TEST_F(RetriedTransactionTest, ALockHeldByAnotherProcessForAWhileIsWaitedOut)
 {
-    ChildTestProcess holder(QStringLiteral("RetriedTransactionLockHolder.HoldsTheWriteLock"));
+    ChildTestProcess holder(QStringLiteral("RetriedTransactionLockHolderChild.HoldsTheWriteLock"));
     holder.setVariable(QString::fromLatin1(kCatalogueVariable), QString::fromStdString(mCatalogue.path()));
     holder.setVariable(QString::fromLatin1(kHoldVariable), QStringLiteral("300"));
     ASSERT_TRUE(holder.start());
@@ -364,7 +364,7 @@ TEST_F(RetriedTransactionTest, ALockHeldByAnotherProcessForAWhileIsWaitedOut)
 
 TEST_F(RetriedTransactionTest, ALockHeldPastAllRetriesReportsFalseAndRaisesNothing)
 {
-    ChildTestProcess holder(QStringLiteral("RetriedTransactionLockHolder.HoldsTheWriteLock"));
+    ChildTestProcess holder(QStringLiteral("RetriedTransactionLockHolderChild.HoldsTheWriteLock"));
     holder.setVariable(QString::fromLatin1(kCatalogueVariable), QString::fromStdString(mCatalogue.path()));
     ASSERT_TRUE(holder.start());
     ASSERT_EQ(holder.waitForLine("locked", 10000), QByteArray("locked")) << holder.report().toStdString();

@@ -131,7 +131,7 @@ TEST(TrackObjectTest, CountersAreSharedByAllThreads)
 // --- logging set-up, in processes of their own since it is fixed at the first logger
 
 // Logs a few lines through three objects, after printing where the configuration came from.
-TEST(TrackObjectChildProcess, LogsAFewLines)
+TEST(TrackObjectChild, LogsAFewLines)
 {
     if (!ChildTestProcess::isChild())
         GTEST_SKIP() << "runs only as the child of a logging set-up test";
@@ -147,7 +147,7 @@ TEST(TrackObjectChildProcess, LogsAFewLines)
 
 // Builds texts through the TRACK_* macros; the configuration sets Logger.Db to DEBUG,
 // Logger.Api to ERROR, Logger.Parser to OFF and the root to INFO.
-TEST(TrackObjectChildProcess, BuildsTextsOnlyForEnabledLevels)
+TEST(TrackObjectChild, BuildsTextsOnlyForEnabledLevels)
 {
     if (!ChildTestProcess::isChild())
         GTEST_SKIP() << "runs only as the child of TextsAreBuiltOnlyForEnabledLevels";
@@ -187,7 +187,7 @@ TEST(TrackObjectChildProcess, BuildsTextsOnlyForEnabledLevels)
 }
 
 // Configures from many threads at once, then logs one line.
-TEST(TrackObjectChildProcess, ConfiguresFromManyThreads)
+TEST(TrackObjectChild, ConfiguresFromManyThreads)
 {
     if (!ChildTestProcess::isChild())
         GTEST_SKIP() << "runs only as the child of ConfigureActsOnceWhateverTheThreads";
@@ -290,7 +290,7 @@ TEST_F(LoggingSetUpTest, QzloggerLogConfigIsHonoured)
 {
     const QString output = mRoot.filePath(QStringLiteral("out.log"));
     const QString config = writeProperties(QStringLiteral("qz.properties"), output);
-    ChildTestProcess child(QStringLiteral("TrackObjectChildProcess.LogsAFewLines"));
+    ChildTestProcess child(QStringLiteral("TrackObjectChild.LogsAFewLines"));
     clearConfigurationVariables(child);
     child.setVariable(QString::fromLatin1(LoggerLogging::kConfigVariable), config);
     ASSERT_TRUE(child.run()) << child.report().toStdString();
@@ -305,7 +305,7 @@ TEST_F(LoggingSetUpTest, XmlConfigurationIsReadAsXml)
 {
     const QString output = mRoot.filePath(QStringLiteral("out.log"));
     const QString config = writeXml(QStringLiteral("qz.xml"), output);
-    ChildTestProcess child(QStringLiteral("TrackObjectChildProcess.LogsAFewLines"));
+    ChildTestProcess child(QStringLiteral("TrackObjectChild.LogsAFewLines"));
     clearConfigurationVariables(child);
     child.setVariable(QString::fromLatin1(LoggerLogging::kConfigVariable), config);
     ASSERT_TRUE(child.run()) << child.report().toStdString();
@@ -319,7 +319,7 @@ TEST_F(LoggingSetUpTest, Log4cxxConfigurationIsHonouredWithoutQzloggerLogConfig)
 {
     const QString output = mRoot.filePath(QStringLiteral("out.log"));
     const QString config = writeProperties(QStringLiteral("log4cxx-env.properties"), output);
-    ChildTestProcess child(QStringLiteral("TrackObjectChildProcess.LogsAFewLines"));
+    ChildTestProcess child(QStringLiteral("TrackObjectChild.LogsAFewLines"));
     clearConfigurationVariables(child);
     child.setVariable(QString::fromLatin1(LoggerLogging::kLog4cxxConfigVariable), config);
     ASSERT_TRUE(child.run()) << child.report().toStdString();
@@ -335,7 +335,7 @@ TEST_F(LoggingSetUpTest, QzloggerLogConfigWinsOverLog4cxxConfiguration)
     const QString log4cxxOutput = mRoot.filePath(QStringLiteral("log4cxx.log"));
     const QString qzConfig = writeProperties(QStringLiteral("qz.properties"), qzOutput);
     const QString log4cxxConfig = writeProperties(QStringLiteral("log4cxx-env.properties"), log4cxxOutput);
-    ChildTestProcess child(QStringLiteral("TrackObjectChildProcess.LogsAFewLines"));
+    ChildTestProcess child(QStringLiteral("TrackObjectChild.LogsAFewLines"));
     clearConfigurationVariables(child);
     child.setVariable(QString::fromLatin1(LoggerLogging::kConfigVariable), qzConfig);
     child.setVariable(QString::fromLatin1(LoggerLogging::kLog4cxxConfigVariable), log4cxxConfig);
@@ -350,7 +350,7 @@ TEST_F(LoggingSetUpTest, MissingNamedFileFallsBackWithAWarning)
     const QString missing = mRoot.filePath(QStringLiteral("missing.properties"));
     const QString output = mRoot.filePath(QStringLiteral("out.log"));
     const QString log4cxxConfig = writeProperties(QStringLiteral("log4cxx-env.properties"), output);
-    ChildTestProcess child(QStringLiteral("TrackObjectChildProcess.LogsAFewLines"));
+    ChildTestProcess child(QStringLiteral("TrackObjectChild.LogsAFewLines"));
     clearConfigurationVariables(child);
     child.setVariable(QString::fromLatin1(LoggerLogging::kConfigVariable), missing);
     child.setVariable(QString::fromLatin1(LoggerLogging::kLog4cxxConfigVariable), log4cxxConfig);
@@ -363,7 +363,7 @@ TEST_F(LoggingSetUpTest, MissingNamedFileFallsBackWithAWarning)
 TEST_F(LoggingSetUpTest, WithoutNamedFilesTheConsoleDefaultWritesInfoToStandardError)
 {
     const QString missing = mRoot.filePath(QStringLiteral("missing.properties"));
-    ChildTestProcess child(QStringLiteral("TrackObjectChildProcess.LogsAFewLines"));
+    ChildTestProcess child(QStringLiteral("TrackObjectChild.LogsAFewLines"));
     clearConfigurationVariables(child);
     child.setVariable(QString::fromLatin1(LoggerLogging::kLog4cxxConfigVariable), missing);
     ASSERT_TRUE(child.run()) << child.report().toStdString();
@@ -397,7 +397,7 @@ TEST_F(LoggingSetUpTest, StrayConfigurationInTheWorkingDirectoryIsNotPickedUp)
     writeProperties(QStringLiteral("log4j.properties"), strayLog4j);
     writeXml(QStringLiteral("log4cxx.xml"), strayXml);
 
-    ChildTestProcess child(QStringLiteral("TrackObjectChildProcess.LogsAFewLines"));
+    ChildTestProcess child(QStringLiteral("TrackObjectChild.LogsAFewLines"));
     clearConfigurationVariables(child);
     child.setWorkingDirectory(mRoot.path());
     ASSERT_TRUE(child.run()) << child.report().toStdString();
@@ -417,7 +417,7 @@ TEST_F(LoggingSetUpTest, TextsAreBuiltOnlyForEnabledLevels)
                                            QStringLiteral("log4j.logger.Logger.Db=DEBUG\n"
                                                           "log4j.logger.Logger.Api=ERROR\n"
                                                           "log4j.logger.Logger.Parser=OFF\n"));
-    ChildTestProcess child(QStringLiteral("TrackObjectChildProcess.BuildsTextsOnlyForEnabledLevels"));
+    ChildTestProcess child(QStringLiteral("TrackObjectChild.BuildsTextsOnlyForEnabledLevels"));
     clearConfigurationVariables(child);
     child.setVariable(QString::fromLatin1(LoggerLogging::kConfigVariable), config);
     ASSERT_TRUE(child.run()) << child.report().toStdString();
@@ -429,7 +429,7 @@ TEST_F(LoggingSetUpTest, TextsAreBuiltOnlyForEnabledLevels)
 
 TEST_F(LoggingSetUpTest, ConfigureActsOnceWhateverTheThreads)
 {
-    ChildTestProcess child(QStringLiteral("TrackObjectChildProcess.ConfiguresFromManyThreads"));
+    ChildTestProcess child(QStringLiteral("TrackObjectChild.ConfiguresFromManyThreads"));
     clearConfigurationVariables(child);
     ASSERT_TRUE(child.run()) << child.report().toStdString();
     ASSERT_TRUE(child.passed()) << child.report().toStdString();
