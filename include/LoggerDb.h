@@ -160,8 +160,9 @@ public:
     bool hasProcessIdChanged();
     // The writer's lock on "<process-id file>.lock": true where this process holds it or takes
     // it now, and where the file cannot be opened at all (writing the id then fails and says so).
-    // False where another process holds it: the last error names that process, and the same
-    // text is logged as an error.
+    // False where another process holds it: the last error names that process, the same text
+    // is logged as an error, and this process is a reader from then on (setWriterMode(true) and
+    // initialize again to try once more).
     bool acquireWriterLock();
     void releaseWriterLock();
 

@@ -171,13 +171,13 @@ bool LoggerBase::initializeLogger()
     QString id = getConfiguratedMeasuredTypeId();
     const QString name = getLoggerName();
     const std::string description = name.toStdString();
-    if (!isDatabaseInitialized()) {
-        message("database not initialized: " + description, LOGGER_MESSAGE_ROUTINE);
+    // A reader that made a file here would leave it beside a catalogue it cannot write.
+    if (refuseNonWriter("initializing")) {
         mLoggerState = LOGGER_STATE_DISABLED;
         return true;
     }
-    // A reader that made a file here would leave it beside a catalogue it cannot write.
-    if (refuseNonWriter("initializing")) {
+    if (!isDatabaseInitialized()) {
+        message("database not initialized: " + description, LOGGER_MESSAGE_ROUTINE);
         mLoggerState = LOGGER_STATE_DISABLED;
         return true;
     }
@@ -369,11 +369,11 @@ bool LoggerBase::startLogger()
         debugMessage(name + QStringLiteral(" ist bereits gestartet"));
         return true;
     }
-    if (!isDatabaseInitialized()) {
-        debugMessage(name + QStringLiteral(" kann nicht gestartet werden (Datenbank nicht initialisiert)"));
+    if (refuseNonWriter("starting")) {
         return false;
     }
-    if (refuseNonWriter("starting")) {
+    if (!isDatabaseInitialized()) {
+        debugMessage(name + QStringLiteral(" kann nicht gestartet werden (Datenbank nicht initialisiert)"));
         return false;
     }
     bool result = true;

@@ -204,6 +204,9 @@ bool LoggerDb::acquireWriterLock()
                 .arg(holderId, file);
         setError(text);
         loggerMessage(text.toStdString(), LOGGER_MESSAGE_ERROR);
+        // The refused process goes on as a reader: nothing it does later may post into the
+        // first writer's state or write beside it.
+        mWriter = false;
         return false;
     }
     const QByteArray id = QByteArray::number(static_cast<qint64>(::getpid())) + '\n';

@@ -114,7 +114,8 @@ QString catalogueOpenFailedText(const QString& catalogue, bool writer, const QSt
                                 "logger path")
                      .arg(folder);
     else if (!writer && !QFileInfo::exists(catalogue))
-        advice = QStringLiteral("the file does not exist; start the writer first, which makes it");
+        advice = QStringLiteral("the file does not exist; start the writer first, which makes it (a process "
+                                "meant to be the writer calls setWriterMode(true) before initialize())");
     else
         advice = QStringLiteral("check the file's permissions and the card");
     return QStringLiteral("cannot open the catalogue %1 (%2): %3").arg(catalogue, reason, advice);

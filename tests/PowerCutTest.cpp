@@ -416,6 +416,8 @@ protected:
     // empty array with a failure recorded.
     QByteArray runWriter(ChildTestProcess& child, const Plan& plan, bool acrossFiles)
     {
+        // The writer is a child: this process holds no writer's lock.
+        mStore.handOver();
         mStore.exportTo(child);
         child.setVariable(QString::fromLatin1(kBlockItemsVariable), QString::number(plan.blockItems));
         child.setVariable(QString::fromLatin1(kCutVariable), QString::fromLatin1(cutName(plan.cut)));

@@ -199,6 +199,8 @@ TEST_F(WriterReaderProcessTest, ARestartedWriterMakesTheReaderOpenEverythingAnew
     // This process gives the catalogue up; another writer process takes over.
     LoggerDb::getInstance().close();
     ChildTestProcess writer(QStringLiteral("WriterChild.RestartsTheWriter"));
+    // The writer is a child: this process holds no writer's lock.
+    mStore.handOver();
     mStore.exportTo(writer);
     ASSERT_TRUE(writer.run());
     ASSERT_TRUE(writer.passed()) << writer.report().toStdString();

@@ -239,6 +239,8 @@ protected:
     std::unique_ptr<ChildTestProcess> child(const QString& test)
     {
         auto process = std::make_unique<ChildTestProcess>(test);
+        // The writer is a child: this process holds no writer's lock.
+        mStore.handOver();
         mStore.exportTo(*process);
         process->setVariable(QStringLiteral("TZ"), QString::fromLatin1(kTimeZone));
         return process;
