@@ -8,6 +8,7 @@
 #include "LoggerApiInterface.h"
 #include "LoggerDb.h"
 #include "LoggerEventAlarm.h"
+#include "LoggerOperatorInterface.h"
 #include "TestLogger.h"
 #include "WriterStore.h"
 
@@ -239,6 +240,37 @@ TEST_F(LastErrorTextTest, LoggersCannotStartWithoutACardClient)
     clearLastError();
     EXPECT_FALSE(DatabaseInterface().startStopLoggers(true));
     EXPECT_TRUE(namesObject(LoggerApiInterface::getLastError(), QStringLiteral("card client")));
+}
+
+TEST_F(LastErrorTextTest, AGroupStartOnACardThatIsNotMountedSaysSoWithTheCardsState)
+{
+    WriterStore store;
+    ASSERT_TRUE(store.start()) << store.errorString().toStdString();
+    ASSERT_TRUE(store.card().control(QStringLiteral("SetState"), {4}))
+        << store.card().errorString().toStdString();
+    clearLastError();
+    EXPECT_FALSE(DatabaseInterface().startStopLoggers(true));
+    const QString text = LoggerApiInterface::getLastError();
+    EXPECT_TRUE(namesObject(text, QStringLiteral("no mounted card (state 4)")));
+    EXPECT_TRUE(namesObject(text, QStringLiteral("they start when the card is mounted")));
+}
+
+// --- the operator log ---------------------------------------------------------------------------
+
+TEST_F(LastErrorTextTest, AnOperatorEntryWhileTheStoreIsClosedSaysToInitializeIt)
+{
+    WriterStore store;
+    ASSERT_TRUE(store.start()) << store.errorString().toStdString();
+    ASSERT_TRUE(LoggerOperatorInterface::startLogger());
+    LoggerDb::getInstance().close();
+    DataOperator entry{};
+    LoggerOperatorInterface::createDefault(entry);
+    entry.utc = DataTimespec{static_cast<int32_t>(kStart.tv_sec), 0};
+    clearLastError();
+    EXPECT_FALSE(LoggerOperatorInterface::logEvent(entry));
+    const QString text = LoggerApiInterface::getLastError();
+    EXPECT_TRUE(namesObject(text, QStringLiteral("the operator entry was not written")));
+    EXPECT_TRUE(namesObject(text, QStringLiteral("the store is not initialized; initialize it first")));
 }
 
 // --- the event log ------------------------------------------------------------------------------
