@@ -105,8 +105,9 @@ private:
     LoggerList();
     ~LoggerList() override;
 
-    // In a reader process: logs that only the writer opens the data files, and answers true.
-    bool refuseReader();
+    // In a reader process: logs that only the writer opens the data files, keeps the last error
+    // of LoggerDb::refuseNonWriter for what, and answers true.
+    bool refuseReader(const char* what);
     // Only with a card client whose card is mounted; logs why not otherwise.
     bool isCardMountedForStart();
     // Opens the catalogue where it is not open yet.

@@ -4,21 +4,13 @@
 #include "LoggerHeader.h"
 #include "LoggerList.h"
 #include "LoggerSDCard.h"
+#include "TimeOrder.h"
 
 #include <QLatin1String>
 #include <QStringList>
 
 #include <cstdint>
 #include <cstring>
-
-namespace {
-
-bool isReversed(timespec start, timespec end)
-{
-    return start.tv_sec > end.tv_sec || (start.tv_sec == end.tv_sec && start.tv_nsec > end.tv_nsec);
-}
-
-} // namespace
 
 LoggerApi::LoggerApi()
 {
@@ -96,7 +88,7 @@ void LoggerApi::reportUnknownId(LoggerType type, LoggerDataType dataType, const 
 
 void LoggerApi::reportReversedRange(timespec start, timespec end)
 {
-    if (!isReversed(start, end))
+    if (!isEarlier(end, start))
         return;
     LoggerDb::getInstance().setError(
         QStringLiteral("the range %1 is reversed: give the start before the end").arg(rangeText(start, end)));

@@ -78,13 +78,11 @@ bool LoggerList::isCardMountedForStart()
     return true;
 }
 
-bool LoggerList::refuseReader()
+bool LoggerList::refuseReader(const char* what)
 {
-    if (LoggerDb::getInstance().isWriter())
+    // The same refusal, and the same last error, as a single logger's.
+    if (!LoggerDb::getInstance().refuseNonWriter(QLatin1String(what)))
         return false;
-    LoggerDb::getInstance().setError(QStringLiteral("this process is a reader, and only the writer may open "
-                                                    "the loggers' files: call setWriterMode(true) before "
-                                                    "initialize in the writer"));
     TRACK_ERROR(*this, QStringLiteral("Nur der Writer darf die Loggerdateien direkt oeffnen"));
     return true;
 }
@@ -123,7 +121,7 @@ bool LoggerList::instanceInitializeLoggers()
 {
     QMutexLocker locker(&mMutex);
     TRACK_INFO(*this, QStringLiteral("Initialize Loggers"));
-    if (refuseReader())
+    if (refuseReader("initializing the loggers"))
         return false;
     LoggerDb& db = LoggerDb::getInstance();
     if (!db.isInitialized())
@@ -151,7 +149,7 @@ bool LoggerList::instanceStartLoggers()
 {
     QMutexLocker locker(&mMutex);
     TRACK_INFO(*this, QStringLiteral("LoggerList: Start Loggers..."));
-    if (refuseReader())
+    if (refuseReader("starting the loggers"))
         return false;
     if (mLoggersStarted)
         TRACK_ERROR(*this, QStringLiteral("loggers already started"));
@@ -287,7 +285,7 @@ bool LoggerList::reOpenFiles(bool announce)
 {
     QMutexLocker locker(&mMutex);
     TRACK_INFO(*this, QStringLiteral("Open DB and logger files"));
-    if (refuseReader())
+    if (refuseReader("reopening the loggers' files"))
         return false;
     LoggerDb& db = LoggerDb::getInstance();
     if (!db.isInitialized())
@@ -313,7 +311,7 @@ bool LoggerList::deleteAllLoggers(bool reinitialize)
 {
     QMutexLocker locker(&mMutex);
     // A reader would remove the writer's files under its running loggers.
-    if (refuseReader())
+    if (refuseReader("deleting the loggers and their files"))
         return false;
     LoggerDb& db = LoggerDb::getInstance();
     db.resetLoggerState();

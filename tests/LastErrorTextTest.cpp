@@ -224,7 +224,9 @@ TEST_F(LastErrorTextTest, AReaderStartedBeforeAnyWriterIsToldToStartTheWriter)
     // A reader may not delete the writer's loggers.
     clearLastError();
     EXPECT_FALSE(DatabaseInterface().deleteAllLoggers());
-    EXPECT_TRUE(namesObject(LoggerApiInterface::getLastError(), QStringLiteral("this process is a reader")));
+    const QString refusal = LoggerApiInterface::getLastError();
+    EXPECT_TRUE(namesObject(refusal, QStringLiteral("this process is not the writer of the store")));
+    EXPECT_TRUE(namesObject(refusal, QStringLiteral("deleting the loggers and their files is refused")));
 }
 
 TEST_F(LastErrorTextTest, AConfigurationFileThatDoesNotExistKeepsItsText)
