@@ -19,11 +19,18 @@
 // stack, so one object serves any thread of a reader. Its log lines go to "Logger.Api".
 //
 // The operations that read are the time-range getters of ITQ, VTQ, DTQ, MEAN, the mean-min-max
-// arrays, the quad and system meters, the signal voltages and the disturbance values, and
-// getNumberOfOpenedFiles and getNumLoggers. Every other operation of the interface answers its
-// failure value (null, an empty list or record, false, -1, 0.0), without a pause, logs
-// "<operation>: not available yet" as a warning, one line a call, and keeps "<operation> is not
-// available yet in this version of the store: ..." as the last error.
+// arrays, the quad and system meters, the signal voltages and the disturbance values; the reads
+// by position (the getSelected... pages, counted back from a time, and the last items up to a
+// time) of the measured, event, power-quality, signal and operator logs, with the event texts,
+// the repair of damaged event ranges and the reader's view of power-quality events; the count
+// and the 5 x 7 classification of power-quality events; and getNumberOfOpenedFiles and
+// getNumLoggers. Every other operation of the interface answers its failure value (null, an
+// empty list or record, false, -1, 0.0), without a pause, logs "<operation>: not available yet"
+// as a warning, one line a call, and keeps "<operation> is not available yet in this version of
+// the store: ..." as the last error.
+//
+// Reads by position have no pause: a page is small. Where the identification is unknown they
+// answer null at once; reads by time pause first (LoggerApiBase).
 class QZLOGGER_EXPORT LoggerApi : public LoggerApiInterface, public LoggerApiBase, public TrackObject {
 
 public:
@@ -202,6 +209,23 @@ public:
                                                                       float nominal, float lowerPercent,
                                                                       float upperPercent) override;
 
+    // Repairs in place each power-quality event whose recording ranges are missing (zero) or
+    // inverted, and logs one line for each repair: an rms range is set to the event's own span
+    // (utc to utc + duration), as far as it was missing or wholly where it was inverted, and so
+    // is the sample range. Nothing is written back: a later read repairs and reports again. True
+    // where no event needed a repair, also for a null or empty result.
+    bool checkPqEvents(PtrLoggerResultPqEvent result);
+    // Every field of the event but pqExtension into the same field of the reader's view; the rest
+    // of target, index included, stays as it is.
+    static void copyPqEvent(DataPqEvent& source, DataRseEvent& target);
+    // Joins the texts of the event log baseType into the result: mInfo becomes the log's whole
+    // text list, and each item's stringIndex the position of its text there (0, the first text,
+    // for an id that the log does not hold). Logs "No Event Base Type" and changes nothing where
+    // baseType is not an event log.
+    void getEventStringIDs(std::shared_ptr<DefnBaseType> baseType, PtrLoggerResultEvent result);
+    // The event at, or else the last one before, the time that timeId holds (getTimeId).
+    PtrLoggerResultRseEvent getSingleRseEvent(const QString& id, long long timeId);
+
     // A time in one integer, so that a client can hold an event's time in a single value: the
     // seconds times 2^32 plus the nanoseconds, both taken as signed 64-bit values.
     long long getTimeId(timespec time);
@@ -222,15 +246,34 @@ private:
     template <typename T>
     std::shared_ptr<LoggerResult<T>> readTimeRange(LoggerType type, LoggerDataType dataType,
                                                    const QString& id, timespec start, timespec end,
-                                                   int maxItems = -1);
+                                                   int maxItems = -1, int* firstItemId = nullptr);
     // The same for a caller that knows the base type already: no lookup.
     template <typename T>
     std::shared_ptr<LoggerResult<T>> readTimeRange(LoggerType type, int baseTypeId, timespec start,
                                                    timespec end);
-    // getValues with a header and a first-item id of the call's own, which no getter hands on.
+    // getValues with a header of the call's own, which no getter hands on; the first item's id
+    // goes to firstItemId where that is not null.
     template <typename T>
     std::shared_ptr<LoggerResult<T>> readItems(LoggerType type, int baseTypeId, timespec start, timespec end,
-                                               int maxItems);
+                                               int maxItems, int* firstItemId);
+
+    // The way of every read by position: the store must be valid and the identification
+    // catalogued for the family, else null at once; then the typed load of the logger, which
+    // the getter tests or not. baseTypeId gets the identification's catalogue id.
+    bool identifyPaged(LoggerType type, LoggerDataType dataType, const QString& id, int& baseTypeId);
+    // A page of a logger: offset and count as the caller gave them, turned into the count back
+    // from time that the page reaches, without overflow.
+    template <typename T, typename I>
+    std::shared_ptr<LoggerResult<T, I>> readPage(LoggerType type, LoggerDataType dataType, const QString& id,
+                                                 timespec time, int offset, int count, int& firstItemId);
+    // A page of a measured logger, with the logger's interval.
+    template <typename T>
+    std::shared_ptr<LoggerResult<T>> readMeasuredPage(LoggerDataType dataType, const QString& id,
+                                                      timespec time, int offset, int count);
+    // The reader's view of the events, with their running index from firstItemId on.
+    static PtrLoggerResultRseEvent toRseEvents(const PtrLoggerResultPqEvent& events, int firstItemId);
+    // The last error of a page with a negative count.
+    static void reportNegativeCount(const QString& id, int count);
 
     // The warning of an operation that this class does not serve.
     // Logs the warning and keeps "<operation> is not available yet in this version of the store:

@@ -104,6 +104,27 @@ public:
     bool IsInRange(timespec t, timespec start, timespec end);
     // Whether the range and the file's span overlap.
     bool checkRange(timespec start, timespec end, timespec fileStart, timespec fileEnd);
+    // Reads by position, counted backward from time: the items after time do not exist for
+    // them. Both look the logger up once more, by baseTypeId where it is 0 or more, else as the
+    // first catalogued logger of id, type and dataType; both return the items oldest first and
+    // set firstItemId to the unique id of the first item of the first file read.
+    //
+    // One page: the items numItems down to numItems - count + 1, counting 1 for the newest item
+    // not later than time. A page that lies wholly before the oldest item, and a count of 0,
+    // give a result without items; a page that reaches past the oldest item comes short. Null
+    // for an unknown logger and for a negative count. Where the list of files and the read
+    // disagree the process stops: that is a fault of this class, not of the files.
+    template <typename T, typename I>
+    std::shared_ptr<LoggerResult<T, I>> getSelectedItems(QString id, LoggerType type, LoggerDataType dataType,
+                                                         timespec time, int numItems, int count,
+                                                         int baseTypeId, int& firstItemId);
+    // The last maxItems items up to time; maxItems below 1 means all of them. Null where id,
+    // type and dataType name no logger; a result without items where a file could not be read.
+    template <typename T, typename I>
+    std::shared_ptr<LoggerResult<T, I>> getBaseEvents(QString id, LoggerType type, LoggerDataType dataType,
+                                                      timespec time, int maxItems, int baseTypeId,
+                                                      int& firstItemId);
+
     // Counts the items of a range without reading them; -1 if the type cannot be read, after
     // the pause of a failed lookup. Each file's count is cut at maxItems, the sum is not.
     template <typename T, typename I>
@@ -144,6 +165,14 @@ protected:
     static constexpr unsigned long kReadPause = 50;          // ms after a read by time
 
 private:
+    // The logger of a read by position: by baseTypeId where it is 0 or more, else the first
+    // catalogued logger of id, type and dataType. noType is set where the catalogue lists no
+    // such logger at all; a listed logger that cannot be loaded gives null without it.
+    std::shared_ptr<DefnBaseType> pagedBaseType(LoggerType type, LoggerDataType dataType, const QString& id,
+                                                int baseTypeId, bool& noType);
+    // Prints both sizes and stops the process: the list of files promised fewer items than
+    // the read delivered.
+    [[noreturn]] static void memoryCalculationFailed(long long allocatedSize, long long actualSize);
     // The event and item lists share their walk from the newest file backward.
     std::vector<std::shared_ptr<LoggerFileInfo>> walkBackward(std::shared_ptr<DefnBaseType> baseType,
                                                               timespec time, int maxItems, FileListInfo& info,
@@ -377,6 +406,129 @@ std::shared_ptr<LoggerResult<T, I>> LoggerApiBase::getValues(LoggerType type, in
     loggerapi_detail::trimResult(*result, progress, allocatedSize < actualSize);
     LoggerDebug::logMessage(QStringLiteral("readed items: ") + QString::number(result->mNumItems));
     readPause(kReadPause);
+    return result;
+}
+
+template <typename T, typename I>
+std::shared_ptr<LoggerResult<T, I>>
+LoggerApiBase::getSelectedItems(QString id, LoggerType type, LoggerDataType dataType, timespec time, int numItems,
+                                int count, int baseTypeId, int& firstItemId)
+{
+    using Result = LoggerResult<T, I>;
+    bool noType = false;
+    const std::shared_ptr<DefnBaseType> baseType = pagedBaseType(type, dataType, id, baseTypeId, noType);
+    if (baseType == nullptr) {
+        return nullptr;
+    }
+    FileListInfo info;
+    info.itemSize = static_cast<int32_t>(sizeof(T));
+    const std::vector<std::shared_ptr<LoggerFileInfo>> files = getItemFileList(baseType, time, numItems, info);
+    const long long available = info.selectedSize / static_cast<int32_t>(sizeof(T));
+    // The arithmetic of the page in 64 bits: the caller's values may be anything.
+    long long pageCount = count;
+    if (available < static_cast<long long>(numItems) - pageCount) {
+        return Result::create(0); // the page lies wholly before the oldest item
+    }
+    const long long shortfall = static_cast<long long>(numItems) - available;
+    if (shortfall > 0) {
+        pageCount -= shortfall;
+    }
+    if (pageCount < 0) {
+        return nullptr;
+    }
+    std::shared_ptr<Result> result = Result::create(static_cast<int>(pageCount));
+    if (pageCount == 0 || result->mNumItems == 0) {
+        return result;
+    }
+    // The read starts in the oldest listed file at startItem and runs forward; it stops when
+    // the page is full, so the newest items skipped by the offset stay unread.
+    long long done = 0;
+    int startItem = info.startItem;
+    bool firstFile = true;
+    char* const items = reinterpret_cast<char*>(result->mItems);
+    for (const auto& file : files) {
+        if (pageCount <= 0) {
+            break;
+        }
+        int fileFirstId = 0;
+        const int bytes = LoggerFileSystem::readEventData(file.get(), startItem, time, sizeof(T),
+                                                          static_cast<int>(pageCount),
+                                                          items + done * static_cast<long long>(sizeof(T)),
+                                                          fileFirstId);
+        if (firstFile) {
+            firstItemId = fileFirstId;
+            firstFile = false;
+        }
+        if (bytes < 0) {
+            return Result::create(0);
+        }
+        startItem = 0;
+        const long long itemSize = static_cast<long long>(sizeof(T));
+        const long long read = bytes / itemSize;
+        done += read;
+        pageCount -= read;
+        if (result->mNumItems * itemSize < done * itemSize) {
+            memoryCalculationFailed(result->mNumItems * itemSize, done * itemSize);
+        }
+    }
+    if (done < result->mNumItems) {
+        result->resize(static_cast<int>(done));
+    }
+    return result;
+}
+
+template <typename T, typename I>
+std::shared_ptr<LoggerResult<T, I>>
+LoggerApiBase::getBaseEvents(QString id, LoggerType type, LoggerDataType dataType, timespec time, int maxItems,
+                             int baseTypeId, int& firstItemId)
+{
+    using Result = LoggerResult<T, I>;
+    bool noType = false;
+    const std::shared_ptr<DefnBaseType> baseType = pagedBaseType(type, dataType, id, baseTypeId, noType);
+    if (noType) {
+        return nullptr;
+    }
+    // A listed logger that could not be loaded lists no files: the answer is empty.
+    FileListInfo info;
+    info.itemSize = static_cast<int32_t>(sizeof(T));
+    const std::vector<std::shared_ptr<LoggerFileInfo>> files = getEventFileList(baseType, time, maxItems, info);
+    if (info.totalSize < 1) {
+        return Result::create(0);
+    }
+    std::shared_ptr<Result> result = Result::create(info.totalSize / static_cast<int32_t>(sizeof(T)));
+    const long long capacity = result->mNumItems;
+    long long done = 0;
+    int startItem = info.startItem;
+    bool firstFile = true;
+    char* const items = reinterpret_cast<char*>(result->mItems);
+    for (const auto& file : files) {
+        // Each read is bounded by the room left in the array: a file that grew since the list was
+        // made (a time in the future while the writer appends) must not write past its end.
+        const long long room = capacity - done;
+        if (room <= 0) {
+            break;
+        }
+        int fileFirstId = 0;
+        const int bytes = LoggerFileSystem::readEventData(file.get(), startItem, time, sizeof(T),
+                                                          static_cast<int>(room),
+                                                          items + done * static_cast<long long>(sizeof(T)),
+                                                          fileFirstId);
+        if (bytes < 0) {
+            return Result::create(0);
+        }
+        if (firstFile) {
+            firstItemId = fileFirstId;
+            firstFile = false;
+        }
+        startItem = 0;
+        done += bytes / static_cast<int>(sizeof(T));
+        if (done > capacity * static_cast<long long>(sizeof(T))) {
+            return Result::create(0);
+        }
+    }
+    if (done < result->mNumItems) {
+        result->resize(static_cast<int>(done));
+    }
     return result;
 }
 

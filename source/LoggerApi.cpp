@@ -1,5 +1,6 @@
 #include "LoggerApi.h"
 
+#include "LoggerApiReads.h"
 #include "LoggerDb.h"
 #include "LoggerHeader.h"
 #include "LoggerList.h"
@@ -18,48 +19,6 @@ LoggerApi::LoggerApi()
 }
 
 LoggerApi::~LoggerApi() = default;
-
-template <typename T>
-std::shared_ptr<LoggerResult<T>> LoggerApi::readItems(LoggerType type, int baseTypeId, timespec start,
-                                                      timespec end, int maxItems)
-{
-    int firstItemId = 0;
-    LoggerHeader header{};
-    return getValues<T, void*>(type, baseTypeId, start, end, maxItems, firstItemId, header);
-}
-
-template <typename T>
-std::shared_ptr<LoggerResult<T>> LoggerApi::readTimeRange(LoggerType type, LoggerDataType dataType,
-                                                          const QString& id, timespec start, timespec end,
-                                                          int maxItems)
-{
-    // Also follows a writer that has restarted since the last call.
-    if (!mDatabase.checkValidity()) {
-        return nullptr;
-    }
-    const int baseTypeId = getBaseTypeId(type, dataType, id);
-    if (baseTypeId < 0) {
-        reportUnknownId(type, dataType, id);
-        readPause(kFailedLookupPause);
-        return nullptr;
-    }
-    std::shared_ptr<LoggerResult<T>> result = readItems<T>(type, baseTypeId, start, end, maxItems);
-    reportReversedRange(start, end);
-    return result;
-}
-
-template <typename T>
-std::shared_ptr<LoggerResult<T>> LoggerApi::readTimeRange(LoggerType type, int baseTypeId, timespec start,
-                                                          timespec end)
-{
-    if (!mDatabase.checkValidity()) {
-        return nullptr;
-    }
-    // The base type carries its own data type; the read needs only the family.
-    std::shared_ptr<LoggerResult<T>> result = readItems<T>(type, baseTypeId, start, end, -1);
-    reportReversedRange(start, end);
-    return result;
-}
 
 void LoggerApi::reportUnknownId(LoggerType type, LoggerDataType dataType, const QString& id)
 {
@@ -304,23 +263,8 @@ PtrLoggerResultAggregatedDouble LoggerApi::getAggregatedDtqValues(const QString&
     return nullptr;
 }
 
-PtrLoggerResultDtq LoggerApi::getSelectedDtqValues(const QString&, timespec, int, int)
-{
-    reportNotAvailable("getSelectedDtqValues");
-    return nullptr;
-}
 
-PtrLoggerResultVtq LoggerApi::getSelectedVtqValues(const QString&, timespec, int, int)
-{
-    reportNotAvailable("getSelectedVtqValues");
-    return nullptr;
-}
 
-PtrLoggerResultMean LoggerApi::getSelectedMeanValues(const QString&, timespec, int, int)
-{
-    reportNotAvailable("getSelectedMeanValues");
-    return nullptr;
-}
 
 PtrLoggerResultMean LoggerApi::getAggregatedMeanValues(const QString&, timespec, timespec, int, int)
 {
@@ -334,107 +278,22 @@ PtrLoggerResultMean LoggerApi::getFilteredMeanValues(const QString&, timespec, t
     return nullptr;
 }
 
-PtrLoggerResultOperator LoggerApi::getOperatorEvents(timespec, int, int)
-{
-    reportNotAvailable("getOperatorEvents");
-    return nullptr;
-}
 
-PtrLoggerResultOperator LoggerApi::getOperatorEvents(timespec, timespec, int)
-{
-    reportNotAvailable("getOperatorEvents");
-    return nullptr;
-}
 
-PtrLoggerResultOperator LoggerApi::getOperatorEvents(timespec, timespec, int, int)
-{
-    reportNotAvailable("getOperatorEvents");
-    return nullptr;
-}
 
-PtrLoggerResultOperator LoggerApi::getSelectedOperatorEvents(timespec, int, int)
-{
-    reportNotAvailable("getSelectedOperatorEvents");
-    return nullptr;
-}
 
-PtrLoggerResultEvent LoggerApi::getEvents(const QString&, timespec, int)
-{
-    reportNotAvailable("getEvents");
-    return nullptr;
-}
 
-PtrLoggerResultEvent LoggerApi::getSelectedEvents(const QString&, timespec, int, int)
-{
-    reportNotAvailable("getSelectedEvents");
-    return nullptr;
-}
 
-PtrLoggerResultPqEvent LoggerApi::getPqEvents(const QString&, timespec, int)
-{
-    reportNotAvailable("getPqEvents");
-    return nullptr;
-}
 
-PtrLoggerResultRseEvent LoggerApi::getRseEvents(const QString&, timespec, int)
-{
-    reportNotAvailable("getRseEvents");
-    return nullptr;
-}
 
-int LoggerApi::getNumPqEvents(const QString&, timespec, timespec)
-{
-    reportNotAvailable("getNumPqEvents");
-    return -1;
-}
 
-PtrLoggerResultPqEvent LoggerApi::getPqEvents(const QString&, timespec, timespec, int)
-{
-    reportNotAvailable("getPqEvents");
-    return nullptr;
-}
 
-DataEventClass35 LoggerApi::getPqEventClasses(const QString&, timespec, timespec, int)
-{
-    reportNotAvailable("getPqEventClasses");
-    return {};
-}
 
-PtrLoggerResultRseEvent LoggerApi::getRseEvents(const QString&, timespec, timespec, int)
-{
-    reportNotAvailable("getRseEvents");
-    return nullptr;
-}
 
-PtrLoggerResultPqEvent LoggerApi::getSelectedPqEvents(const QString&, timespec, int, int)
-{
-    reportNotAvailable("getSelectedPqEvents");
-    return nullptr;
-}
 
-PtrLoggerResultRseEvent LoggerApi::getSelectedRseEvents(const QString&, timespec, int, int)
-{
-    reportNotAvailable("getSelectedRseEvents");
-    return nullptr;
-}
 
-PtrLoggerResultSignalEvent LoggerApi::getSignalEvents(const QString&, timespec, int)
-{
-    reportNotAvailable("getSignalEvents");
-    return nullptr;
-}
 
-PtrLoggerResultSignalEvent LoggerApi::getSignalEvents(const QString&, timespec, timespec, int)
-{
-    reportNotAvailable("getSignalEvents");
-    return nullptr;
-}
 
-PtrLoggerResultSignalEvent LoggerApi::getSelectedSignalEvents(const QString&, timespec, int, int)
-{
-    reportNotAvailable("getSelectedSignalEvents");
-    return nullptr;
-}
 
 PtrLoggerResultDisturb LoggerApi::getDisturbanceValues(const QString& id, timespec start, timespec end,
                                                        int maxItems)
@@ -631,59 +490,14 @@ int LoggerApi::getNumLoggers()
     return LoggerList::getInstance()->getNumLoggers();
 }
 
-PtrLoggerResultMeanMinMax7 LoggerApi::getSelectedMeanMinMaxArray7(const QString&, timespec, int, int)
-{
-    reportNotAvailable("getSelectedMeanMinMaxArray7");
-    return nullptr;
-}
 
-PtrLoggerResultMeanMinMax12 LoggerApi::getSelectedMeanMinMaxArray12(const QString&, timespec, int, int)
-{
-    reportNotAvailable("getSelectedMeanMinMaxArray12");
-    return nullptr;
-}
 
-PtrLoggerResultMeanMinMax14 LoggerApi::getSelectedMeanMinMaxArray14(const QString&, timespec, int, int)
-{
-    reportNotAvailable("getSelectedMeanMinMaxArray14");
-    return nullptr;
-}
 
-PtrLoggerResultMeanMinMax16 LoggerApi::getSelectedMeanMinMaxArray16(const QString&, timespec, int, int)
-{
-    reportNotAvailable("getSelectedMeanMinMaxArray16");
-    return nullptr;
-}
 
-PtrLoggerResultMeanMinMax20 LoggerApi::getSelectedMeanMinMaxArray20(const QString&, timespec, int, int)
-{
-    reportNotAvailable("getSelectedMeanMinMaxArray20");
-    return nullptr;
-}
 
-PtrLoggerResultMeanMinMax23 LoggerApi::getSelectedMeanMinMaxArray23(const QString&, timespec, int, int)
-{
-    reportNotAvailable("getSelectedMeanMinMaxArray23");
-    return nullptr;
-}
 
-PtrLoggerResultMeanMinMax24 LoggerApi::getSelectedMeanMinMaxArray24(const QString&, timespec, int, int)
-{
-    reportNotAvailable("getSelectedMeanMinMaxArray24");
-    return nullptr;
-}
 
-PtrLoggerResultSystemMeter LoggerApi::getSelectedSystemMeter(const QString&, timespec, int, int)
-{
-    reportNotAvailable("getSelectedSystemMeter");
-    return nullptr;
-}
 
-PtrLoggerResultQuadMeter LoggerApi::getSelectedQuadMeter(const QString&, timespec, int, int)
-{
-    reportNotAvailable("getSelectedQuadMeter");
-    return nullptr;
-}
 
 PtrLoggerResultMeanMinMax7 LoggerApi::getMeanMinMaxArray7Values(const QString& id, timespec start,
                                                                 timespec end)

@@ -1,6 +1,7 @@
 #include "LoggerApiBase.h"
 
 #include "DefnTypePersistance.h"
+#include "LoggerAssert.h"
 #include "LoggerHooks.h"
 #include "LoggerRetriedTransaction.h"
 #include "TimeOrder.h"
@@ -9,6 +10,8 @@
 #include <QThread>
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 
 namespace {
 
@@ -151,6 +154,29 @@ int LoggerApiBase::getDefnBaseTypeId(DefnBaseType& baseType)
 std::vector<DefnBaseType> LoggerApiBase::readBaseTypes(LoggerType type, LoggerDataType dataType, QString id)
 {
     return DefnTypePersistance().readBaseTypes(type, dataType, id, false);
+}
+
+std::shared_ptr<DefnBaseType> LoggerApiBase::pagedBaseType(LoggerType type, LoggerDataType dataType,
+                                                           const QString& id, int baseTypeId, bool& noType)
+{
+    noType = false;
+    if (baseTypeId >= 0) {
+        return readBaseType(type, baseTypeId);
+    }
+    std::vector<DefnBaseType> types = readBaseTypes(type, dataType, id);
+    if (types.empty()) {
+        noType = true;
+        return nullptr;
+    }
+    return readBaseType(type, getDefnBaseTypeId(types.front()));
+}
+
+void LoggerApiBase::memoryCalculationFailed(long long allocatedSize, long long actualSize)
+{
+    std::printf("allocatedSize:%lld\nactualSize:%lld\n", allocatedSize, actualSize);
+    std::fflush(stdout);
+    LOGGER_ASSERT(false && "Error in memory calculation");
+    std::abort(); // not reached: the assertion stops the process
 }
 
 std::shared_ptr<DefnBaseType> LoggerApiBase::readBaseType(LoggerType type, int id)

@@ -138,8 +138,8 @@ TEST_F(LastErrorTextTest, OperationsNotAvailableYetSaySoInTheLastError)
         {"getUsedLoggerSize", [&] { api.getUsedLoggerSize(LoggerType::NONE, LoggerDataType::NONE); }},
         {"getFileList", [&] { api.getFileList(LoggerType::CYCLIC, LoggerDataType::MEAN, QString()); }},
         {"getMeasIDs", [&] { api.getMeasIDs(LoggerType::CYCLIC); }},
-        {"getSelectedMeanValues", [&] { api.getSelectedMeanValues(id, kEnd, 0, 10); }},
-        {"getNumPqEvents", [&] { api.getNumPqEvents(id, kStart, kEnd); }},
+        {"getFilteredMeanValues", [&] { api.getFilteredMeanValues(id, kStart, kEnd, 1u); }},
+        {"getAggregatedMeanValues", [&] { api.getAggregatedMeanValues(id, kStart, kEnd, 600, -1); }},
         {"writeMeasuredValuesToFile", [&] { api.writeMeasuredValuesToFile(id, kStart, kEnd, QString()); }},
     };
     for (const auto& call : calls) {

@@ -259,16 +259,11 @@ TEST_F(LoggerApiInterfaceTest, GettersStillToComeAnswerTheirFailureValueAndSaySo
     EXPECT_TRUE(api.getMeasIDs(LoggerType::NONE).empty());
     EXPECT_TRUE(api.getMeanMeasTypes(id).empty());
     EXPECT_TRUE(api.getFileList(LoggerType::CYCLIC, LoggerDataType::MEAN, QString()).empty());
-    EXPECT_EQ(api.getSelectedMeanValues(id, end, 0, 10), nullptr);
+    EXPECT_EQ(api.getFilteredMeanValues(id, start, end, 1u), nullptr);
     EXPECT_EQ(api.getRms_1_2_Values(id, start, end), nullptr);
-    EXPECT_EQ(api.getNumPqEvents(id, start, end), -1);
+    EXPECT_EQ(api.getAggregatedMeanValues(id, start, end, 600, -1), nullptr);
     EXPECT_EQ(api.getMeanStatistic(id, start, end, 230.0f, 90.0f, 110.0f), nullptr);
     EXPECT_EQ(api.getMaximalLoggerSize(LoggerType::CYCLIC, LoggerDataType::MEAN), 0.0);
-
-    const DataEventClass35 classes = api.getPqEventClasses(id, start, end, -1);
-    for (const auto& row : classes.counters)
-        for (int32_t counter : row)
-            EXPECT_EQ(counter, 0);
 
     const LoggerResultList<DataXtq<float>> all = api.getAllRms_1_2_Values(id, api.getTimeId(end));
     EXPECT_TRUE(all.results.empty());
@@ -355,8 +350,8 @@ TEST_F(LoggerApiInterfaceTest, OperationsDispatchThroughTheInterface)
     EXPECT_EQ(api->getMeanValues(id, start, end), nullptr);
     EXPECT_EQ(api->getVtqValues(7, start, end), nullptr);
     EXPECT_EQ(api->getSystemMeterValues(id, start, end), nullptr);
-    EXPECT_EQ(api->getNumPqEvents(id, start, end), -1);
-    EXPECT_EQ(countNotAvailable("getNumPqEvents"), 1);
+    EXPECT_EQ(api->getFilteredMeanValues(id, start, end, 1u), nullptr);
+    EXPECT_EQ(countNotAvailable("getFilteredMeanValues"), 1);
     EXPECT_TRUE(api->getMeasIDs(LoggerType::CYCLIC).empty());
     EXPECT_EQ(countNotAvailable("getMeasIDs"), 1);
     timespec rangeStart{};
