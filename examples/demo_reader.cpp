@@ -1,7 +1,8 @@
 // The reader of the demonstration: a separate process that shares nothing with the writer but
 // the card's files and the catalogue. It brings the store up as a reader, asks the read API for
 // the demonstration's loggers by identification and time range, and prints a short summary of
-// each. The span is given by --from and --to, each either ISO 8601 (2024-05-01T10:00:00Z; a time
+// each; then the last page of alarms with their texts, the operator entries of the span, and the
+// dips and swells of the span's last day with their 5 x 7 table of duration and depth classes. The span is given by --from and --to, each either ISO 8601 (2024-05-01T10:00:00Z; a time
 // without a zone is UTC) or seconds since 1970; by default the last day up to now. Every time it
 // prints is ISO 8601 in UTC. Like the writer, it comes up from the "database.xml" beside the program.
 //
@@ -17,6 +18,7 @@
 #include <QDateTime>
 #include <QThread>
 
+#include <algorithm>
 #include <cstdio>
 #include <ctime>
 #include <limits>
@@ -26,6 +28,9 @@ namespace {
 
 const char* const kMeanId = "mean_3s.voltage_l1.out.mean_out";
 const char* const kVtqId = "aggr.mean_10min.frequency.out";
+const char* const kAlarmLogName = "alarms.demo";
+const char* const kPqEventId = "pq.events.demo";
+constexpr int kAlarmPage = 10; // alarms on the last page
 
 timespec at(long long seconds)
 {
@@ -88,6 +93,84 @@ void summarise(const char* what, const char* id, const Result& result, Value val
                 result->mNumItems, qPrintable(timeText(result->mItems[0].utc)),
                 qPrintable(timeText(result->mItems[result->mNumItems - 1].utc)), smallest,
                 sum / result->mNumItems, largest);
+}
+
+QString timeText(const DataTimespec& time, bool withMilliseconds)
+{
+    const QDateTime moment =
+        QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(time.tv_sec) * 1000 + time.tv_nsec / 1000000, Qt::UTC);
+    return moment.toString(withMilliseconds ? Qt::ISODateWithMs : Qt::ISODate);
+}
+
+// The newest alarms up to the end of the span, as the instrument's display pages them: each
+// with the text it was logged with.
+bool printAlarmPage(LoggerApiInterface& api, long long to)
+{
+    const PtrLoggerResultEvent page = api.getSelectedEvents(QString::fromLatin1(kAlarmLogName), at(to), 0, kAlarmPage);
+    if (page == nullptr) {
+        std::printf("alarms        %s: no answer (%s)\n", kAlarmLogName, qPrintable(LoggerApiInterface::getLastError()));
+        return false;
+    }
+    std::printf("alarms        %s: the last %d up to the end of the span\n", kAlarmLogName, page->mNumItems);
+    for (int index = 0; index < page->mNumItems; ++index) {
+        const DataEvent& alarm = page->mItems[index];
+        const bool known = alarm.stringIndex >= 0 && static_cast<size_t>(alarm.stringIndex) < page->mInfo.size();
+        std::printf("  %s  %s\n", qPrintable(timeText(alarm.utc)),
+                    known ? page->mInfo[static_cast<size_t>(alarm.stringIndex)].c_str() : "(no text)");
+    }
+    return true;
+}
+
+bool printOperatorEntries(LoggerApiInterface& api, long long from, long long to)
+{
+    const PtrLoggerResultOperator entries = api.getOperatorEvents(at(from), at(to), -1);
+    if (entries == nullptr) {
+        std::printf("operator log: no answer (%s)\n", qPrintable(LoggerApiInterface::getLastError()));
+        return false;
+    }
+    std::printf("operator log: %d entries in the span\n", entries->mNumItems);
+    for (int index = 0; index < entries->mNumItems; ++index) {
+        const DataOperator& entry = entries->mItems[index];
+        std::printf("  %s  operation %d by %.19s from %u.%u.%u.%u\n", qPrintable(timeText(entry.utc)), entry.operation,
+                    entry.user, entry.ip[0], entry.ip[1], entry.ip[2], entry.ip[3]);
+    }
+    return true;
+}
+
+// The dips and swells of the last day of the span, counted by duration (rows) and residual
+// voltage (columns), as a grid operator's report tabulates them.
+bool printPqEventTable(LoggerApiInterface& api, long long from, long long to)
+{
+    const QString id = QString::fromLatin1(kPqEventId);
+    const long long dayStart = std::max(from, to - 86400);
+    const int count = api.getNumPqEvents(id, at(dayStart), at(to));
+    const PtrLoggerResultRseEvent events = api.getRseEvents(id, at(dayStart), at(to), -1);
+    const DataEventClass35 table = api.getPqEventClasses(id, at(dayStart), at(to), -1);
+    if (count < 0 || events == nullptr) {
+        std::printf("dips/swells   %s: no answer (%s)\n", kPqEventId, qPrintable(LoggerApiInterface::getLastError()));
+        return false;
+    }
+    std::printf("dips/swells   %s: %d events from %s to %s\n", kPqEventId, count,
+                qPrintable(timeText(dayStart)), qPrintable(timeText(to)));
+    for (int index = 0; index < events->mNumItems; ++index) {
+        const DataRseEvent& event = events->mItems[index];
+        const double seconds = event.duration.tv_sec + event.duration.tv_nsec / 1e9;
+        const double percent = event.referenceValue != 0.0f ? event.eventValue * 100.0 / event.referenceValue : 0.0;
+        std::printf("  #%d %s  %-8s %7.3f s  %6.1f %%\n", event.index, qPrintable(timeText(event.utc, true)),
+                    qPrintable(LoggerDebug::getTriggerTypeString(static_cast<EnumTriggerType>(event.triggerType))
+                                   .trimmed()),
+                    seconds, percent);
+    }
+    static const char* const kDurations[5] = {"0.02-0.2 s", "0.2-0.5 s", "0.5-1 s", "1-5 s", "5-60 s"};
+    std::printf("  %-11s %6s %6s %6s %6s %6s %8s %6s\n", "duration", "<5%", "5-40%", "40-70%", "70-80%",
+                "80-90%", "110-120%", "other");
+    for (int row = 0; row < 5; ++row) {
+        std::printf("  %-11s", kDurations[row]);
+        for (int column = 0; column < 7; ++column)
+            std::printf(column == 5 ? " %8d" : " %6d", table.counters[row][column]);
+        std::printf("\n");
+    }
+    return true;
 }
 
 } // namespace
@@ -153,7 +236,10 @@ int main(int argc, char** argv)
     summarise("mean values", kMeanId, means, [](const DataMean& item) { return item.mean; });
     const auto vtqs = api->getVtqValues(QString::fromLatin1(kVtqId), at(from), at(to));
     summarise("10-min values", kVtqId, vtqs, [](const DataXtq<float>& item) { return item.value; });
+    const bool alarmsRead = printAlarmPage(*api, to);
+    const bool operatorRead = printOperatorEntries(*api, from, to);
+    const bool pqRead = printPqEventTable(*api, from, to);
     std::printf("files open in this reader: %d\n", api->getNumberOfOpenedFiles());
     db.close();
-    return means != nullptr && vtqs != nullptr ? 0 : 1;
+    return means != nullptr && vtqs != nullptr && alarmsRead && operatorRead && pqRead ? 0 : 1;
 }

@@ -1,8 +1,10 @@
 // The writer of the demonstration: brings the store up as the instrument's writer on the card
-// that the card service reports, and writes synthetic measurements of four loggers:
+// that the card service reports, and writes synthetic measurements of five loggers:
 //   - 3-second mean values of a voltage (DataMean, "mean_3s.voltage_l1.out.mean_out"),
 //   - 10-minute values of the frequency (DataXtq<float>, "aggr.mean_10min.frequency.out"),
 //   - alarms of the event alarm log "alarms.demo" (a LoggerEventAlarm with its texts),
+//   - voltage dips and swells of chosen depth and duration (DataPqEvent, "pq.events.demo"),
+//     spread evenly over the span,
 //   - entries of the operator log.
 // By default it writes a span of simulated time that ends now, as fast as it can; with
 // --realtime it writes at the pace of the clock for that many seconds. It prints the span it
@@ -27,6 +29,7 @@
 #include <QDateTime>
 #include <QThread>
 
+#include <algorithm>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
@@ -43,6 +46,7 @@ constexpr int kAlarmEverySeconds = 10;  // at the clock's pace, a look at the vo
 const char* const kMeanId = "mean_3s.voltage_l1.out.mean_out";
 const char* const kVtqId = "aggr.mean_10min.frequency.out";
 const char* const kAlarmLogName = "alarms.demo";
+const char* const kPqEventId = "pq.events.demo";
 const char* const kHighVoltageText = "voltage L1 above 232 V";
 const char* const kLowVoltageText = "voltage L1 below 228 V";
 const char* const kNormalVoltageText = "voltage L1 back to normal";
@@ -57,8 +61,9 @@ void requestStop(int)
 // A typed logger of the writer with its identification built in.
 template <typename T> class DemoLogger : public LoggerTemplate<T> {
 public:
-    DemoLogger(LoggerDataType dataType, const char* id, double interval, int cacheItems)
-        : LoggerTemplate<T>(LoggerType::CYCLIC, dataType), mId(QString::fromLatin1(id)), mInterval(interval)
+    DemoLogger(LoggerDataType dataType, const char* id, double interval, int cacheItems,
+               LoggerType type = LoggerType::CYCLIC)
+        : LoggerTemplate<T>(type, dataType), mId(QString::fromLatin1(id)), mInterval(interval)
     {
         if (cacheItems > 1) {
             this->setCacheCapacity(cacheItems);
@@ -117,6 +122,44 @@ DataXtq<float> frequencyAt(time_t second)
     return item;
 }
 
+// The dips and swells of the span: residual voltage in per cent of the reference 230 V and
+// duration, chosen so that the day's 5 x 7 table of duration and depth classes has entries in
+// several rows and columns, and one event (95 %) that lies in no dip or swell class.
+struct PqEventShape {
+    EnumTriggerType trigger;
+    float percent;
+    int milliseconds;
+};
+constexpr PqEventShape kPqEvents[] = {
+    {TRIGGER_DIP, 85.0f, 100},           {TRIGGER_DIP, 62.0f, 350},   {TRIGGER_DIP, 30.0f, 800},
+    {TRIGGER_DIP, 75.0f, 4000},          {TRIGGER_INTERRUPTION, 2.0f, 30000},
+    {TRIGGER_SWELL, 115.0f, 60},         {TRIGGER_SWELL, 112.0f, 2500}, {TRIGGER_DIP, 95.0f, 150},
+};
+constexpr int kNumPqEvents = static_cast<int>(sizeof(kPqEvents) / sizeof(kPqEvents[0]));
+constexpr float kReferenceVoltage = 230.0f;
+
+DataPqEvent pqEventAt(time_t second, const PqEventShape& shape)
+{
+    DataPqEvent item{};
+    item.utc = at(second);
+    item.duration.tv_sec = shape.milliseconds / 1000;
+    item.duration.tv_nsec = (shape.milliseconds % 1000) * 1000000;
+    item.triggerType = shape.trigger;
+    item.triggerSource = SOURCE_U1;
+    item.referenceValue = kReferenceVoltage;
+    item.eventValue = kReferenceVoltage * shape.percent / 100.0f;
+    item.thirdValue = 0.0f;
+    // The recordings of the event cover its span, so that a reader finds nothing to repair.
+    const timespec end = LoggerTimeStamp::add(at(second), item.duration);
+    for (DataUtcRange& range : item.rms) {
+        range.utcStart = item.utc;
+        range.utcEnd = end;
+    }
+    item.sample.utcStart = item.utc;
+    item.sample.utcEnd = end;
+    return item;
+}
+
 bool logOperator(time_t second, int number)
 {
     DataOperator item{};
@@ -132,6 +175,7 @@ struct Counts {
     int means = 0;
     int vtqs = 0;
     int alarms = 0;
+    int pqEvents = 0;
     int operations = 0;
     int refused = 0;
 };
@@ -159,10 +203,34 @@ private:
     const char* mLastText = kNormalVoltageText;
 };
 
+// The dips and swells, one at each of kNumPqEvents seconds spread evenly over the span.
+class PqEvents {
+public:
+    PqEvents(DemoLogger<DataPqEvent>& log, time_t first, time_t last) : mLog(log), mFirst(first), mLast(last) {}
+
+    void check(time_t second, Counts& counts)
+    {
+        if (mNext >= kNumPqEvents || second < dueAt(mNext))
+            return;
+        const DataPqEvent item = pqEventAt(second, kPqEvents[mNext]);
+        mLog.writeLoggerItem(&item) ? ++counts.pqEvents : ++counts.refused;
+        ++mNext;
+    }
+
+private:
+    time_t dueAt(int index) const { return mFirst + (mLast - mFirst) * (index + 1) / (kNumPqEvents + 1); }
+
+    DemoLogger<DataPqEvent>& mLog;
+    const time_t mFirst;
+    const time_t mLast;
+    int mNext = 0;
+};
+
 // Everything due at this second of the span.
 void writeSecond(time_t second, DemoLogger<DataMean>& means, DemoLogger<DataXtq<float>>& vtqs,
-                 VoltageAlarms& alarms, bool realtime, Counts& counts)
+                 VoltageAlarms& alarms, PqEvents& pqEvents, bool realtime, Counts& counts)
 {
+    pqEvents.check(second, counts);
     if (second % kMeanInterval == 0) {
         const DataMean item = meanAt(second);
         means.writeLoggerItem(&item) ? ++counts.means : ++counts.refused;
@@ -222,6 +290,7 @@ int main(int argc, char** argv)
     DemoLogger<DataMean> means(LoggerDataType::MEAN, kMeanId, kMeanInterval,
                                realtimeSeconds > 0 ? 1 : kMeanCacheItems);
     DemoLogger<DataXtq<float>> vtqs(LoggerDataType::VTQ, kVtqId, kVtqInterval, 1);
+    DemoLogger<DataPqEvent> pqLog(LoggerDataType::PQEVENT, kPqEventId, 0.0, 1, LoggerType::PQEVENT);
     LoggerEventAlarm alarmLog;
     alarmLog.setLoggerName(kAlarmLogName);
     LoggerOperatorInterface::setEnabled(true);
@@ -242,10 +311,11 @@ int main(int argc, char** argv)
     time_t last = 0;
     if (realtimeSeconds > 0) {
         first = std::time(nullptr);
+        PqEvents pqEvents(pqLog, first, first + realtimeSeconds - 1);
         for (time_t second = first; second < first + realtimeSeconds && !gStop; ++second) {
             while (std::time(nullptr) < second && !gStop)
                 QThread::msleep(20);
-            writeSecond(second, means, vtqs, alarms, true, counts);
+            writeSecond(second, means, vtqs, alarms, pqEvents, true, counts);
             last = second;
             if (second % 10 == 0) {
                 std::printf("written up to %s\n", isoText(second).constData());
@@ -255,21 +325,25 @@ int main(int argc, char** argv)
     } else {
         last = std::time(nullptr) / kMeanInterval * kMeanInterval;
         first = last - static_cast<time_t>(days) * 86400 + kMeanInterval;
+        // The events fall into the last day, which the reader classifies.
+        PqEvents pqEvents(pqLog, std::max(first, last - 86400), last);
         for (time_t second = first; second <= last && !gStop; ++second)
-            writeSecond(second, means, vtqs, alarms, false, counts);
+            writeSecond(second, means, vtqs, alarms, pqEvents, false, counts);
     }
 
     // What waits in the caches goes to the card, and the catalogue learns the files' ends;
     // stopping the loggers closes their files and the catalogue.
-    const bool flushed = means.flush() && vtqs.flush() && alarmLog.flush() && LoggerOperatorInterface::flush();
-    const bool updated = means.updateAccess() && vtqs.updateAccess() && alarmLog.updateAccess();
+    const bool flushed = means.flush() && vtqs.flush() && pqLog.flush() && alarmLog.flush() &&
+                         LoggerOperatorInterface::flush();
+    const bool updated =
+        means.updateAccess() && vtqs.updateAccess() && pqLog.updateAccess() && alarmLog.updateAccess();
     database.startStopLoggers(false);
     alarmLog.closeTimer();
     std::printf("span: %s %s\n", isoText(first).constData(), isoText(last).constData());
-    std::printf("written: %d mean values (%s), %d 10-minute values (%s), %d alarms (%s), %d operator entries; "
-                "%d refused\n",
-                counts.means, kMeanId, counts.vtqs, kVtqId, counts.alarms, kAlarmLogName, counts.operations,
-                counts.refused);
+    std::printf("written: %d mean values (%s), %d 10-minute values (%s), %d alarms (%s), %d dips and swells "
+                "(%s), %d operator entries; %d refused\n",
+                counts.means, kMeanId, counts.vtqs, kVtqId, counts.alarms, kAlarmLogName, counts.pqEvents,
+                kPqEventId, counts.operations, counts.refused);
     // At the clock's pace the card may go out meanwhile, and its items are then refused; written
     // as fast as possible, every item must be taken.
     const bool complete = realtimeSeconds > 0 || counts.refused == 0;
