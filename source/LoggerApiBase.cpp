@@ -338,7 +338,18 @@ LoggerApiBase::walkBackward(std::shared_ptr<DefnBaseType> baseType, timespec tim
     std::vector<std::shared_ptr<LoggerFileInfo>> files;
     const int numFiles = baseType->getFileListSize();
     for (int index = 0; index < numFiles; ++index) {
-        files.push_back(baseType->getFileInfo(index));
+        const std::shared_ptr<LoggerFileInfo> file = baseType->getFileInfo(index);
+        // The catalogue dates the file the writer is appending to only when the writer leaves
+        // it (its start stays 0 until then): the true first item orders it, in this reader's
+        // copy only.
+        timespec fileStart = {};
+        timespec fileEnd = {};
+        if (file != nullptr &&
+            LoggerFileSystem::readUtcRange(file.get(), fileStart, fileEnd, file->DataBlockSize)) {
+            file->UtcStart = fileStart;
+            file->UtcEnd = fileEnd;
+        }
+        files.push_back(file);
     }
     sortByStart(files);
     DataItemsCalculator calculator;
