@@ -341,10 +341,10 @@ LoggerApiBase::walkBackward(std::shared_ptr<DefnBaseType> baseType, timespec tim
         const std::shared_ptr<LoggerFileInfo> file = baseType->getFileInfo(index);
         // The catalogue dates the file the writer is appending to only when the writer leaves
         // it (its start stays 0 until then): the true first item orders it, in this reader's
-        // copy only.
+        // copy only. Files with a catalogued start are not opened for it.
         timespec fileStart = {};
         timespec fileEnd = {};
-        if (file != nullptr &&
+        if (file != nullptr && file->UtcStart.tv_sec == 0 && file->UtcStart.tv_nsec == 0 &&
             LoggerFileSystem::readUtcRange(file.get(), fileStart, fileEnd, file->DataBlockSize)) {
             file->UtcStart = fileStart;
             file->UtcEnd = fileEnd;
