@@ -1,6 +1,7 @@
 #include "CataloguedFiles.h"
 
 #include "DefnMeasureType.h"
+#include "DefnPqEventType.h"
 #include "DefnTypePersistance.h"
 #include "FileInfoPersistance.h"
 #include "LoggerRetriedTransaction.h"
@@ -17,6 +18,27 @@ std::shared_ptr<DefnBaseType> measureType(const QString& configId, LoggerDataTyp
     if (!retriedTransaction("CataloguedFiles", [&] { return defn.persist(type) > 0; }))
         return nullptr;
     return type;
+}
+
+std::shared_ptr<DefnBaseType> pqEventType(const QString& configId)
+{
+    DefnTypePersistance defn;
+    auto type = defn.createPqEventType();
+    type->mDataType = LoggerDataType::PQEVENT;
+    defn.getPqEventType(type)->ConfigId = configId;
+    if (!retriedTransaction("CataloguedFiles", [&] { return defn.persist(type) > 0; }))
+        return nullptr;
+    return type;
+}
+
+bool catalogueFile(std::shared_ptr<DefnBaseType>& type, const std::shared_ptr<LoggerFileInfo>& info)
+{
+    return retriedTransaction("CataloguedFiles", [&] {
+        if (!FileInfoPersistance().persist(info))
+            return false;
+        type->AppendFileInfo(info);
+        return DefnTypePersistance().update(type);
+    });
 }
 
 std::shared_ptr<LoggerFileInfo> addFile(std::shared_ptr<DefnBaseType>& type, DataFileBuilder& builder,
@@ -37,13 +59,7 @@ std::shared_ptr<LoggerFileInfo> addFile(std::shared_ptr<DefnBaseType>& type, Dat
         info->UtcStart = builder.stamp(0);
         info->UtcEnd = builder.stamp(builder.itemCount() - 1);
     }
-    const bool stored = retriedTransaction("CataloguedFiles", [&] {
-        if (!FileInfoPersistance().persist(info))
-            return false;
-        type->AppendFileInfo(info);
-        return DefnTypePersistance().update(type);
-    });
-    return stored ? info : nullptr;
+    return catalogueFile(type, info) ? info : nullptr;
 }
 
 } // namespace CataloguedFiles

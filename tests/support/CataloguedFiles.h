@@ -18,6 +18,16 @@ namespace CataloguedFiles {
 // catalogue refused it.
 std::shared_ptr<DefnBaseType> measureType(const QString& configId, LoggerDataType dataType);
 
+// A power-quality event logger (type and data PQEVENT) with that identification, stored without
+// files; null if the catalogue refused it.
+std::shared_ptr<DefnBaseType> pqEventType(const QString& configId);
+
+// Catalogues a file that the caller has already written where the store looks for it
+// (LoggerFileSystem::getFullFileName of info) and links it as the type's newest file, in one
+// transaction. info comes from FileInfoPersistance::createInstance of the type's logger type,
+// with its range, sizes and name set. False if the catalogue refused it.
+bool catalogueFile(std::shared_ptr<DefnBaseType>& type, const std::shared_ptr<LoggerFileInfo>& info);
+
 // Writes the builder's file where the store looks for it, with the type as owner and the
 // given unique part of its name, catalogues it with the range of its items and links it as the
 // type's newest file. Null if the file or the catalogue failed.
