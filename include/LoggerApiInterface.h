@@ -130,7 +130,18 @@ public:
     virtual PtrLoggerResultMean getFilteredMeanValues(const QString& id, timespec start, timespec end,
                                                       unsigned int qualityMask) = 0;
 
-    // Events.
+    // Events. Two ways of asking: by time range (start and end, both included), and by position
+    // counted back from a time: "the last maxItems up to time" or a page, the count items that
+    // follow the newest offset items up to time. Items after time do not exist for a read by
+    // position, so pages do not move while the writer appends as long as time stays fixed; a
+    // page comes oldest first, short where it reaches past the oldest item, empty where it lies
+    // wholly before it, and null for a negative count. A baseTypeId below 0 means the operator
+    // log found by itself. Event texts: each item's stringIndex is the position of its text in
+    // the result's mInfo, the log's whole text list (0, the first text, where the item's text is
+    // unknown). Power-quality events come with their recording ranges repaired where they were
+    // missing or inverted (one log line each; the files stay as they are); a negative maxItems of
+    // the range form of getPqEvents reads at most 9000, and getPqEventClasses counts the events
+    // of a range into the 5 x 7 table of duration and residual-voltage classes.
     virtual PtrLoggerResultOperator getOperatorEvents(timespec time, int maxItems, int baseTypeId) = 0;
     virtual PtrLoggerResultOperator getOperatorEvents(timespec start, timespec end, int baseTypeId) = 0;
     virtual PtrLoggerResultOperator getOperatorEvents(timespec start, timespec end, int maxItems,
