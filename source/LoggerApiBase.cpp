@@ -38,6 +38,14 @@ void sortByStart(std::vector<std::shared_ptr<LoggerFileInfo>>& files)
                      });
 }
 
+// Whether the file's first item is later than time; false where the file cannot be read.
+bool beginsAfter(LoggerFileInfo* file, timespec time)
+{
+    timespec first{};
+    timespec last{};
+    return LoggerFileSystem::readUtcRange(file, first, last) && isEarlier(time, first);
+}
+
 // A type loaded by id in a retried transaction of its own.
 std::shared_ptr<DefnBaseType> loadType(LoggerType type, int id, const char* description, bool reportFailure)
 {
@@ -375,6 +383,12 @@ LoggerApiBase::walkBackward(std::shared_ptr<DefnBaseType> baseType, timespec tim
         }
         index = (position - file->HeaderSize) / info.itemSize;
         if (itemList && itemsInFile >= 2 && index == 0) {
+            continue;
+        }
+        // The search also ends on the first item where time lies before it. Such a file, begun
+        // after time while the writer went on, holds nothing of the count; counted, its first
+        // item would be read although it is later than time.
+        if (!itemList && index == 0 && beginsAfter(file.get(), time)) {
             continue;
         }
         // A file that cannot be searched gives a negative count; it adds nothing.

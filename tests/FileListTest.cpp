@@ -394,6 +394,34 @@ TEST_F(FileListTest, AVanishedFileAddsNothingToTheEventListButStaysInIt)
     EXPECT_EQ(itemInfo.selectedSize, 10 * kBlock);
 }
 
+TEST_F(FileListTest, AFileBegunAfterTheTimeAddsNoItemToTheEventList)
+{
+    // The writer went on after the time: the newest file begins later. Its search for the time
+    // ends on its first item, which must not count as one of the items up to the time.
+    const auto older = addFile(10, 1000);
+    addFile(10, 2000);
+    FileListInfo info = freshInfo();
+    const Files list = mApi.getEventFileList(mType, at(1009), 1, info);
+    ASSERT_EQ(list.size(), 1u);
+    EXPECT_EQ(list[0], older);
+    EXPECT_EQ(info.startItem, 9);
+    EXPECT_EQ(info.totalSize, kBlock);
+
+    info = freshInfo();
+    EXPECT_TRUE(mApi.getEventFileList(mType, at(500), 5, info).empty()) << "a time before every item";
+    EXPECT_EQ(info.totalSize, 0);
+
+    // A time on the first item of the newest file, or between its first two, still counts that item.
+    for (const timespec time : {at(2000), at(2000, 500000000)}) {
+        info = freshInfo();
+        const Files both = mApi.getEventFileList(mType, time, 3, info);
+        ASSERT_EQ(both.size(), 2u);
+        EXPECT_EQ(both[0], older);
+        EXPECT_EQ(info.startItem, 8);
+        EXPECT_EQ(info.totalSize, 3 * kBlock);
+    }
+}
+
 // --- getItemFileList
 
 TEST_F(FileListTest, ATimeBeforeAllItemsGivesAnEmptyItemList)
