@@ -750,17 +750,19 @@ TEST_F(PagedSelectionTest, ATimeBeforeAllDataGivesNoPage)
     }
 }
 
-TEST_F(PagedSelectionTest, TheLastItemsBeforeAllDataAreTheOldestItemAlone)
+TEST_F(PagedSelectionTest, TheLastItemsBeforeAllDataAreNone)
 {
-    // A time before the first item of a file finds the file's first position, which the count
-    // takes as one item: the oldest item answers although it lies after time.
+    // A time before the first item of a file finds the file's first position; the file holds
+    // nothing up to that time and adds nothing, so no item later than time is answered.
     auto logger = startedLogger(QStringLiteral("paged.event"), sizeof(DataEvent), LoggerType::EVENT,
                                 LoggerDataType::EVENT);
     ASSERT_TRUE(write(*logger, testItems(span(mBase, mBase + 9), sizeof(DataEvent))));
     for (const timespec early : {at(mBase - 1), at(0), at(INT32_MIN)}) {
-        EXPECT_EQ(secondsOf(mApi.getEvents(QStringLiteral("paged.event"), early, 5)),
-                  std::vector<int32_t>{mBase});
+        const PtrLoggerResultEvent events = mApi.getEvents(QStringLiteral("paged.event"), early, 5);
+        ASSERT_NE(events, nullptr);
+        EXPECT_EQ(events->mNumItems, 0);
     }
+    EXPECT_EQ(secondsOf(mApi.getEvents(QStringLiteral("paged.event"), at(mBase), 5)), std::vector<int32_t>{mBase});
 }
 
 TEST_F(PagedSelectionTest, AnUnknownBaseTypeIdOfTheOperatorLogGivesNothing)
@@ -787,12 +789,12 @@ TEST_F(PagedSelectionTest, TimeIdsThatDoNotDecodeToATimeOfTheEventsAnswerWithout
                                 LoggerDataType::PQEVENT);
     ASSERT_TRUE(write(*logger, bytesOf(pqEvents({mBase, mBase + 10, mBase + 20}))));
     const QString id = QStringLiteral("paged.single");
-    // -1 is -1 s and -1 ns, LLONG_MIN the earliest second: both lie before every event, where
-    // the count back from the time finds the first position of the file.
+    // -1 is -1 s and -1 ns, LLONG_MIN the earliest second: both lie before every event, so
+    // there is no event at or before them.
     for (const long long timeId : {-1LL, LLONG_MIN}) {
         const PtrLoggerResultRseEvent event = mApi.getSingleRseEvent(id, timeId);
         ASSERT_NE(event, nullptr) << timeId;
-        EXPECT_EQ(secondsOf(event), std::vector<int32_t>{mBase}) << timeId;
+        EXPECT_EQ(event->mNumItems, 0) << timeId;
     }
     // LLONG_MAX is the latest second with -1 ns: after every event.
     EXPECT_EQ(secondsOf(mApi.getSingleRseEvent(id, LLONG_MAX)), std::vector<int32_t>{mBase + 20});
