@@ -513,9 +513,9 @@ template <class T> std::shared_ptr<T> readRow(Statement& statement)
 }
 
 // Runs a SELECT of whole rows, with `bindValues` filling its parameters. The links are read
-// after the rows, when the SELECT is done.
+// after the rows, when the SELECT is done, unless the caller skips them.
 template <class T, class Binder>
-std::vector<std::shared_ptr<T>> selectRows(const std::string& sql, Binder bindValues)
+std::vector<std::shared_ptr<T>> selectRows(const std::string& sql, Binder bindValues, Links links = Links::Read)
 {
     Database& database = currentDatabase();
     std::vector<std::shared_ptr<T>> objects;
@@ -527,8 +527,10 @@ std::vector<std::shared_ptr<T>> selectRows(const std::string& sql, Binder bindVa
             objects.push_back(readRow<T>(select));
         }
     }
-    for (const auto& object : objects) {
-        Mapping<T>::readLinks(database, *object);
+    if (links == Links::Read) {
+        for (const auto& object : objects) {
+            Mapping<T>::readLinks(database, *object);
+        }
     }
     return objects;
 }
@@ -644,15 +646,16 @@ template <class T> void erase(int32_t id)
     Mapping<T>::eraseLinks(database, id);
 }
 
-template <class T> std::vector<std::shared_ptr<T>> queryAll()
+template <class T> std::vector<std::shared_ptr<T>> queryAll(Links links)
 {
-    return selectRows<T>(tableSql<T>().select, [](Statement&) {});
+    return selectRows<T>(tableSql<T>().select, [](Statement&) {}, links);
 }
 
-template <class T> std::vector<std::shared_ptr<T>> queryByDataType(LoggerDataType dataType)
+template <class T> std::vector<std::shared_ptr<T>> queryByDataType(LoggerDataType dataType, Links links)
 {
     static const std::string sql = tableSql<T>().select + whereDataType(Mapping<T>::kTable);
-    return selectRows<T>(sql, [dataType](Statement& select) { select.bind(1, static_cast<int>(dataType)); });
+    return selectRows<T>(
+        sql, [dataType](Statement& select) { select.bind(1, static_cast<int>(dataType)); }, links);
 }
 
 template <class T> int countByDataType(LoggerDataType dataType)
@@ -665,22 +668,27 @@ template <class T> int countByDataType(LoggerDataType dataType)
     return count.step() ? count.columnInt(0) : 0;
 }
 
-template <class T> std::vector<std::shared_ptr<T>> queryByConfigId(const QString& configId)
+template <class T> std::vector<std::shared_ptr<T>> queryByConfigId(const QString& configId, Links links)
 {
     static const std::string sql =
         tableSql<T>().select + " WHERE " + qualified(Mapping<T>::kTable, Mapping<T>::kConfigIdColumn) + "=?";
-    return selectRows<T>(sql, [&configId](Statement& select) { select.bind(1, configId); });
+    return selectRows<T>(
+        sql, [&configId](Statement& select) { select.bind(1, configId); }, links);
 }
 
 template <class T>
-std::vector<std::shared_ptr<T>> queryByDataTypeAndConfigId(LoggerDataType dataType, const QString& configId)
+std::vector<std::shared_ptr<T>> queryByDataTypeAndConfigId(LoggerDataType dataType, const QString& configId,
+                                                           Links links)
 {
     static const std::string sql = tableSql<T>().select + whereDataType(Mapping<T>::kTable) + " AND " +
                                    qualified(Mapping<T>::kTable, Mapping<T>::kConfigIdColumn) + "=?";
-    return selectRows<T>(sql, [dataType, &configId](Statement& select) {
-        select.bind(1, static_cast<int>(dataType));
-        select.bind(2, configId);
-    });
+    return selectRows<T>(
+        sql,
+        [dataType, &configId](Statement& select) {
+            select.bind(1, static_cast<int>(dataType));
+            select.bind(2, configId);
+        },
+        links);
 }
 
 namespace {
@@ -776,17 +784,18 @@ std::shared_ptr<LoggerFileInfo> findFileInfo(LoggerType type, int32_t id)
     template std::shared_ptr<T> load<T>(int32_t);                                                            \
     template void update<T>(const T&);                                                                       \
     template void erase<T>(int32_t);                                                                         \
-    template std::vector<std::shared_ptr<T>> queryAll<T>();
+    template std::vector<std::shared_ptr<T>> queryAll<T>(Links);
 
 #define QZDB_TYPE_CLASS(T)                                                                                   \
     QZDB_MAPPED_CLASS(T)                                                                                     \
-    template std::vector<std::shared_ptr<T>> queryByDataType<T>(LoggerDataType);                             \
+    template std::vector<std::shared_ptr<T>> queryByDataType<T>(LoggerDataType, Links);                      \
     template int countByDataType<T>(LoggerDataType);
 
 #define QZDB_CONFIG_ID_CLASS(T)                                                                              \
     QZDB_TYPE_CLASS(T)                                                                                       \
-    template std::vector<std::shared_ptr<T>> queryByConfigId<T>(const QString&);                             \
-    template std::vector<std::shared_ptr<T>> queryByDataTypeAndConfigId<T>(LoggerDataType, const QString&);
+    template std::vector<std::shared_ptr<T>> queryByConfigId<T>(const QString&, Links);                      \
+    template std::vector<std::shared_ptr<T>> queryByDataTypeAndConfigId<T>(LoggerDataType, const QString&,    \
+                                                                           Links);
 
 QZDB_MAPPED_CLASS(LoggerFileInfo)
 QZDB_MAPPED_CLASS(LoggerFileInfoMeasure)

@@ -55,18 +55,26 @@ template <class T> void erase(const T& object)
     erase<T>(object.Id);
 }
 
+// Whether a query reads a type's links (its files, and an event type's texts) with its rows.
+// Rows alone serve a caller that wants the columns, such as an identification by its string:
+// the links of a logger with many files are the greater part of its load.
+enum class Links { Read, Skip };
+
 // Every row of the class's table.
-template <class T> std::vector<std::shared_ptr<T>> queryAll();
+template <class T> std::vector<std::shared_ptr<T>> queryAll(Links links = Links::Read);
 
 // The types of one data type; for DefnBaseType and its five subclasses.
-template <class T> std::vector<std::shared_ptr<T>> queryByDataType(LoggerDataType dataType);
+template <class T>
+std::vector<std::shared_ptr<T>> queryByDataType(LoggerDataType dataType, Links links = Links::Read);
 template <class T> int countByDataType(LoggerDataType dataType);
 
 // The types with this identification string, of any data type or of one; for DefnMeasureType
 // (its MeasType.configId), DefnEventType, DefnPqEventType and DefnDisturbType.
-template <class T> std::vector<std::shared_ptr<T>> queryByConfigId(const QString& configId);
 template <class T>
-std::vector<std::shared_ptr<T>> queryByDataTypeAndConfigId(LoggerDataType dataType, const QString& configId);
+std::vector<std::shared_ptr<T>> queryByConfigId(const QString& configId, Links links = Links::Read);
+template <class T>
+std::vector<std::shared_ptr<T>> queryByDataTypeAndConfigId(LoggerDataType dataType, const QString& configId,
+                                                           Links links = Links::Read);
 
 // The two statistics of the catalogue, and the type of a function that computes one.
 template <class Stat> Stat queryStatistics();

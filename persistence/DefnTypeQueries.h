@@ -14,21 +14,23 @@
 // type of NONE stands for every data type: no logger is catalogued with NONE.
 namespace DefnTypeQueries {
 
-template <class Type> std::vector<std::shared_ptr<Type>> byDataType(LoggerDataType dataType)
+template <class Type>
+std::vector<std::shared_ptr<Type>> byDataType(LoggerDataType dataType, qzdb::Links links = qzdb::Links::Read)
 {
     if (dataType == LoggerDataType::NONE) {
-        return qzdb::queryAll<Type>();
+        return qzdb::queryAll<Type>(links);
     }
-    return qzdb::queryByDataType<Type>(dataType);
+    return qzdb::queryByDataType<Type>(dataType, links);
 }
 
 template <class Type>
-std::vector<std::shared_ptr<Type>> byDataTypeAndConfigId(LoggerDataType dataType, const QString& configId)
+std::vector<std::shared_ptr<Type>> byDataTypeAndConfigId(LoggerDataType dataType, const QString& configId,
+                                                         qzdb::Links links = qzdb::Links::Read)
 {
     if (dataType == LoggerDataType::NONE) {
-        return qzdb::queryByConfigId<Type>(configId);
+        return qzdb::queryByConfigId<Type>(configId, links);
     }
-    return qzdb::queryByDataTypeAndConfigId<Type>(dataType, configId);
+    return qzdb::queryByDataTypeAndConfigId<Type>(dataType, configId, links);
 }
 
 template <class Type> int count(LoggerDataType dataType)

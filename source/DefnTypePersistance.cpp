@@ -49,28 +49,31 @@ std::vector<std::shared_ptr<DefnBaseType>> asBaseTypes(std::vector<std::shared_p
     return std::vector<std::shared_ptr<DefnBaseType>>(types.begin(), types.end());
 }
 
-// The rows of a kind of logger, in the caller's transaction.
+// The rows of a kind of logger, in the caller's transaction; with links, the types are whole,
+// without them they carry their own columns only.
 std::vector<std::shared_ptr<DefnBaseType>> queryBaseTypes(LoggerType type, LoggerDataType dataType,
-                                                          const QString& configId)
+                                                          const QString& configId,
+                                                          qzdb::Links links = qzdb::Links::Read)
 {
+    using namespace DefnTypeQueries;
     const bool anyId = configId.isEmpty();
     switch (type) {
     case LoggerType::NONE:
-        return DefnTypeQueries::byDataType<DefnBaseType>(dataType);
+        return byDataType<DefnBaseType>(dataType, links);
     case LoggerType::CYCLIC:
-        return asBaseTypes(anyId ? DefnMeasureType::readPtrMeasuredTypes(dataType)
-                                 : DefnMeasureType::readPtrMeasuredTypes(dataType, configId));
+        return asBaseTypes(anyId ? byDataType<DefnMeasureType>(dataType, links)
+                                 : byDataTypeAndConfigId<DefnMeasureType>(dataType, configId, links));
     case LoggerType::EVENT:
-        return asBaseTypes(anyId ? DefnEventType::readPtrEventTypes(dataType)
-                                 : DefnEventType::readPtrEventTypes(dataType, configId));
+        return asBaseTypes(anyId ? byDataType<DefnEventType>(dataType, links)
+                                 : byDataTypeAndConfigId<DefnEventType>(dataType, configId, links));
     case LoggerType::PQEVENT:
-        return asBaseTypes(anyId ? DefnPqEventType::readPtrPqEventTypes(dataType)
-                                 : DefnPqEventType::readPtrPqEventTypes(dataType, configId));
+        return asBaseTypes(anyId ? byDataType<DefnPqEventType>(dataType, links)
+                                 : byDataTypeAndConfigId<DefnPqEventType>(dataType, configId, links));
     case LoggerType::DISTURB:
-        return asBaseTypes(anyId ? DefnDisturbType::readPtrDisturbTypes(dataType)
-                                 : DefnDisturbType::readPtrDisturbTypes(dataType, configId));
+        return asBaseTypes(anyId ? byDataType<DefnDisturbType>(dataType, links)
+                                 : byDataTypeAndConfigId<DefnDisturbType>(dataType, configId, links));
     case LoggerType::OPERATOR:
-        return asBaseTypes(DefnOperatorType::readPtrOperatorTypes(dataType));
+        return asBaseTypes(byDataType<DefnOperatorType>(dataType, links));
     }
     return {};
 }
@@ -341,8 +344,9 @@ std::vector<DefnBaseType> DefnTypePersistance::readBaseTypes(LoggerType type, Lo
     }
     const std::function<bool()> body = [&] {
         result.clear();
-        for (const auto& baseType : queryBaseTypes(type, dataType, configId)) {
-            // The row's own columns only: callers load the whole type by its Id when they need it.
+        // The row's own columns only: callers load the whole type by its Id when they need it,
+        // so the links of its files are not read here.
+        for (const auto& baseType : queryBaseTypes(type, dataType, configId, qzdb::Links::Skip)) {
             DefnBaseType row;
             row.Id = baseType->Id;
             row.UtcStart = baseType->UtcStart;

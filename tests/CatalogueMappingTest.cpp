@@ -571,6 +571,26 @@ TYPED_TEST(TypeMappingTest, TheColumnsRoundTrip)
     this->committed([&] { expectSameColumns(*qzdb::load<TypeParam>(type.Id), type); });
 }
 
+TYPED_TEST(TypeMappingTest, AQueryOfRowsAloneLeavesTheFilesUnread)
+{
+    using File = typename TestFixture::File;
+    TypeParam type;
+    type.mDataType = LoggerDataType::MEAN;
+    type.AppendFileInfo(this->storedFile(10));
+    type.AppendFileInfo(this->storedFile(20));
+    this->committed([&] { qzdb::persist(type); });
+    this->committed([&] {
+        const auto whole = qzdb::queryByDataType<TypeParam>(LoggerDataType::MEAN);
+        const auto rows = qzdb::queryByDataType<TypeParam>(LoggerDataType::MEAN, qzdb::Links::Skip);
+        ASSERT_EQ(whole.size(), 1u);
+        ASSERT_EQ(rows.size(), 1u);
+        EXPECT_EQ(whole[0]->getFileListSize(), 2);
+        EXPECT_EQ(rows[0]->getFileListSize(), 0);
+        expectSameColumns(*rows[0], *whole[0]);
+        EXPECT_EQ(qzdb::queryAll<TypeParam>(qzdb::Links::Skip).at(0)->getFileListSize(), 0);
+    });
+}
+
 TYPED_TEST(TypeMappingTest, TheFilesComeBackWithTheirColumnsAsASet)
 {
     using File = typename TestFixture::File;
