@@ -573,7 +573,6 @@ TYPED_TEST(TypeMappingTest, TheColumnsRoundTrip)
 
 TYPED_TEST(TypeMappingTest, AQueryOfRowsAloneLeavesTheFilesUnread)
 {
-    using File = typename TestFixture::File;
     TypeParam type;
     type.mDataType = LoggerDataType::MEAN;
     type.AppendFileInfo(this->storedFile(10));
