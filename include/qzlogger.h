@@ -12,6 +12,7 @@
 #include "DefnOperatorType.h"
 #include "DefnPqEventType.h"
 #include "FileListInfo.h"
+#include "HistogramCalculator.h"
 #include "LoggerApi.h"
 #include "LoggerApiBase.h"
 #include "LoggerApiInterface.h"
