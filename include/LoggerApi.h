@@ -23,8 +23,8 @@
 // by position (the getSelected... pages, counted back from a time, and the last items up to a
 // time) of the measured, event, power-quality, signal and operator logs, with the event texts,
 // the repair of damaged event ranges and the reader's view of power-quality events; the count
-// and the 5 x 7 classification of power-quality events; and getNumberOfOpenedFiles and
-// getNumLoggers. Every other operation of the interface answers its failure value (null, an
+// and the 5 x 7 classification of power-quality events; the frequency and mains-signalling
+// histograms, as stored or merged over a range; and getNumberOfOpenedFiles and getNumLoggers. Every other operation of the interface answers its failure value (null, an
 // empty list or record, false, -1, 0.0), without a pause, logs "<operation>: not available yet"
 // as a warning, one line a call, and keeps "<operation> is not available yet in this version of
 // the store: ..." as the last error.

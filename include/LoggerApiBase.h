@@ -6,6 +6,7 @@
 #include "DataMeasType.h"
 #include "DefnBaseType.h"
 #include "FileListInfo.h"
+#include "HistogramCalculator.h"
 #include "LoggerDataItems.h"
 #include "LoggerDb.h"
 #include "LoggerDebug.h"
@@ -13,6 +14,7 @@
 #include "LoggerFileSystem.h"
 #include "LoggerHeader.h"
 #include "LoggerResult.h"
+#include "LoggerTimeStamp.h"
 #include "LoggerTypes.h"
 
 #include <QString>
@@ -79,6 +81,37 @@ public:
     std::shared_ptr<LoggerResult<T, I>> getValues(LoggerType type, int baseTypeId, timespec start,
                                                   timespec end, int maxItems, int& firstItemId,
                                                   LoggerHeader& header);
+
+    // Histograms of a CYCLIC/HISTOGRAM logger of N classes: 2650 for frequency, 200 for mains
+    // signalling.
+    //
+    // The records between start and end, oldest first, with no bound; null for an id that is not
+    // catalogued as such a logger, for a type that cannot be loaded and where the read fails.
+    // interval receives the logger's interval between values in seconds, also for a read that
+    // fails later, and so does the result's mInterval. A record whose end lies before its start
+    // in whole seconds has the two swapped, so that utcStart is never the later one.
+    template <int N>
+    std::shared_ptr<LoggerResult<DataHistogram<N>, void*>> getDatas(const QString& id, timespec start,
+                                                                    timespec end, double& interval);
+    // The records of the range merged into one (sumHistograms); null where getDatas answers null,
+    // a record of zeros where the range holds none.
+    template <int N>
+    std::shared_ptr<DataHistogram<N>> getHistogram(const QString& id, timespec start, timespec end,
+                                                   bool cumulative);
+    // Merges records into one histogram of start to end. The records taken are those whose end
+    // (utc) lies in the range; the first one is copied whole, each further one is weighted by its
+    // maxValues against the sum so far, in double precision, and adds its counts. A record whose
+    // end lies outside the range is passed over, as if it were not there: it neither counts nor
+    // dates the sum, and its time is missing time. Where at least one record was taken, the gaps
+    // between the records beyond one interval, the time from start to the first record and the
+    // time from the last record to end are booked as missing values, which lower the per cent,
+    // and the sum spans start to end. Without a record taken the answer is all zeros, not
+    // extended to the range. With cumulative the per cent are summed up class by class.
+    // interval is the seconds between values; 0 books no missing values.
+    template <int N>
+    std::shared_ptr<DataHistogram<N>> sumHistograms(const LoggerResult<DataHistogram<N>, void*>& records,
+                                                    timespec start, timespec end, double interval,
+                                                    bool cumulative);
 
     // File lists. Each returns the files in the order in which they are to be read, and fills
     // in the sizes of info, whose itemSize the caller sets. The listed infos are baseType's own.
@@ -407,6 +440,179 @@ std::shared_ptr<LoggerResult<T, I>> LoggerApiBase::getValues(LoggerType type, in
     LoggerDebug::logMessage(QStringLiteral("readed items: ") + QString::number(result->mNumItems));
     readPause(kReadPause);
     return result;
+}
+
+namespace loggerapi_detail {
+
+inline bool isLater(const timespec& a, const timespec& b)
+{
+    return a.tv_sec > b.tv_sec || (a.tv_sec == b.tv_sec && a.tv_nsec > b.tv_nsec);
+}
+
+// A count of a histogram record plus another, held to the range of the 32-bit field: the
+// records come from files and may hold anything.
+inline int32_t addCounts(int32_t a, int32_t b)
+{
+    const long long sum = static_cast<long long>(a) + b;
+    return sum > INT32_MAX ? INT32_MAX : (sum < INT32_MIN ? INT32_MIN : static_cast<int32_t>(sum));
+}
+
+// A time of a trace line in seconds since 1970, to the millisecond.
+inline QString traceTime(timespec time)
+{
+    return QString::number(LoggerTimeStamp::getSeconds(time), 'f', 3);
+}
+
+// The trace line of a histogram record: its period, counts, the sum of its per cent and quality.
+template <int N> QString histogramTraceLine(const QString& prefix, const DataHistogram<N>& record)
+{
+    double percent = 0.0;
+    for (int index = 0; index < N; ++index) {
+        percent += record.percent[index];
+    }
+    return prefix + traceTime(record.utcStart) + QStringLiteral(" End: ") + traceTime(record.utc) +
+           QStringLiteral(" Total: ") + QString::number(record.totalValues) + QStringLiteral(" Missing: ") +
+           QString::number(record.missingValues) + QStringLiteral(" Max: ") + QString::number(record.maxValues) +
+           QStringLiteral(" Sum: ") + QString::number(percent, 'g', 6) + QStringLiteral(" Quality: ") +
+           QString::number(record.quality);
+}
+
+} // namespace loggerapi_detail
+
+template <int N>
+std::shared_ptr<LoggerResult<DataHistogram<N>, void*>> LoggerApiBase::getDatas(const QString& id, timespec start,
+                                                                               timespec end, double& interval)
+{
+    using Record = DataHistogram<N>;
+    const int baseTypeId = getBaseTypeId(LoggerType::CYCLIC, LoggerDataType::HISTOGRAM, id);
+    if (baseTypeId < 0) {
+        return nullptr;
+    }
+    const std::shared_ptr<DefnBaseType> measuredType = readMeasuredType(baseTypeId);
+    if (measuredType == nullptr) {
+        reportUnknownBaseType(LoggerType::CYCLIC, baseTypeId);
+        return nullptr;
+    }
+    interval = measuredType->getInterval();
+    int firstItemId = 0;
+    LoggerHeader header{};
+    std::shared_ptr<LoggerResult<Record, void*>> result =
+        getValues<Record, void*>(LoggerType::CYCLIC, baseTypeId, start, end, -1, firstItemId, header);
+    if (result == nullptr) {
+        return nullptr;
+    }
+    result->mInterval = interval;
+    for (int index = 0; index < result->mNumItems; ++index) {
+        Record& record = result->mItems[index];
+        if (record.utc.tv_sec < record.utcStart.tv_sec) {
+            const DataTimespec utc = record.utc;
+            record.utc = record.utcStart;
+            record.utcStart = utc;
+        }
+    }
+    return result;
+}
+
+template <int N>
+std::shared_ptr<DataHistogram<N>> LoggerApiBase::getHistogram(const QString& id, timespec start, timespec end,
+                                                              bool cumulative)
+{
+    double interval = 0.0;
+    const std::shared_ptr<LoggerResult<DataHistogram<N>, void*>> records = getDatas<N>(id, start, end, interval);
+    if (records == nullptr) {
+        return nullptr;
+    }
+    return sumHistograms<N>(*records, start, end, interval, cumulative);
+}
+
+template <int N>
+std::shared_ptr<DataHistogram<N>>
+LoggerApiBase::sumHistograms(const LoggerResult<DataHistogram<N>, void*>& records, timespec start, timespec end,
+                             double interval, bool cumulative)
+{
+    using Record = DataHistogram<N>;
+    using loggerapi_detail::addCounts;
+    using loggerapi_detail::histogramTraceLine;
+    std::shared_ptr<Record> sum = std::make_shared<Record>(); // value-initialised: all zero
+    TraceValue(QStringLiteral("sumHistogram clear, Total: "), sum->totalValues);
+    qzlogger::HistogramCalculator calculator(nullptr, N);
+    calculator.setInterval(interval);
+    TraceValue(QStringLiteral("getHistogram, loggerInterval: "), interval);
+
+    // An interval that is no positive number books no missing values: there is nothing to count
+    // the gaps in.
+    const bool hasInterval = interval > 0.0;
+    const timespec intervalTime = LoggerTimeStamp::getTimeSpec(hasInterval ? interval : 0.0);
+    timespec missingTime{};
+    bool taken = false;
+    for (int index = 0; index < records.mNumItems; ++index) {
+        const Record& record = records.mItems[index];
+        // A record whose end lies outside the range comes only from a damaged period (the read
+        // selects by the end); it is passed over and its time is missing.
+        if (!IsInRange(record.utc, start, end)) {
+            continue;
+        }
+        if (!taken) {
+            *sum = record;
+            taken = true;
+            TraceString(histogramTraceLine(QStringLiteral("getHistogram[0]       Start: "), *sum));
+            continue;
+        }
+        const timespec gap = LoggerTimeStamp::subtract(record.utcStart, sum->utc);
+        if (hasInterval && LoggerTimeStamp::getSeconds(gap) > interval) {
+            missingTime = LoggerTimeStamp::add(missingTime, LoggerTimeStamp::subtract(gap, intervalTime));
+        }
+        // Each record's per cent are shares of its own maxValues: weighted by them, the sum's per
+        // cent are shares of the sum of both.
+        const double weight = static_cast<double>(sum->maxValues) + static_cast<double>(record.maxValues);
+        if (weight > 0.0) {
+            for (int item = 0; item < N; ++item) {
+                sum->percent[item] = static_cast<float>(
+                    (static_cast<double>(record.percent[item]) * record.maxValues +
+                     static_cast<double>(sum->percent[item]) * sum->maxValues) /
+                    weight);
+            }
+        }
+        if (loggerapi_detail::isLater(record.utc, sum->utc)) {
+            sum->utc = record.utc;
+        }
+        if (sum->lowerLimit == sum->upperLimit) {
+            sum->lowerLimit = record.lowerLimit;
+            sum->upperLimit = record.upperLimit;
+        }
+        sum->totalValues = addCounts(sum->totalValues, record.totalValues);
+        sum->maxValues = addCounts(sum->maxValues, record.maxValues);
+        sum->missingValues = addCounts(sum->missingValues, record.missingValues);
+        TraceString(histogramTraceLine(QStringLiteral("getHistogram[") + QString::number(index) +
+                                           QStringLiteral("]        Start: "),
+                                       record));
+    }
+
+    if (taken) {
+        if (loggerapi_detail::isLater(missingTime, timespec{})) {
+            TraceValue(QStringLiteral("getHistogram, deltadata: "), LoggerTimeStamp::getSeconds(missingTime));
+            calculator.calculateMissingValues(missingTime, sum.get());
+        }
+        const timespec first = sum->utcStart;
+        if (loggerapi_detail::isLater(first, start)) {
+            const timespec before = LoggerTimeStamp::subtract(first, start);
+            TraceValue(QStringLiteral("getHistogram, delta1: "), LoggerTimeStamp::getSeconds(before));
+            calculator.calculateMissingValues(before, sum.get());
+            sum->utcStart = start;
+        }
+        const timespec last = sum->utc;
+        if (loggerapi_detail::isLater(end, last)) {
+            const timespec after = LoggerTimeStamp::subtract(end, last);
+            TraceValue(QStringLiteral("getHistogram, delta2: "), LoggerTimeStamp::getSeconds(after));
+            calculator.calculateMissingValues(after, sum.get());
+            sum->utc = end;
+        }
+    }
+    if (cumulative) {
+        calculator.calculateCumulativePercent(sum->percent, sum->percent);
+    }
+    TraceString(histogramTraceLine(QStringLiteral("getHistogram,         Start: "), *sum));
+    return sum;
 }
 
 template <typename T, typename I>

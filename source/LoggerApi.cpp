@@ -412,32 +412,6 @@ std::shared_ptr<DataStatisticBase<float>> LoggerApi::calculateStatistic(const QS
     return nullptr;
 }
 
-PtrLoggerResultHistogram2650 LoggerApi::getFrequencyDatas(const QString&, timespec, timespec, double&)
-{
-    reportNotAvailable("getFrequencyDatas");
-    return nullptr;
-}
-
-PtrLoggerResultHistogram200 LoggerApi::getMainsSignallingDatas(const QString&, timespec, timespec, double&)
-{
-    reportNotAvailable("getMainsSignallingDatas");
-    return nullptr;
-}
-
-std::shared_ptr<DataHistogram<2650>> LoggerApi::getFrequencyHistogram(const QString&, timespec, timespec,
-                                                                      bool)
-{
-    reportNotAvailable("getFrequencyHistogram");
-    return nullptr;
-}
-
-std::shared_ptr<DataHistogram<200>> LoggerApi::getMainsSignallingHistogram(const QString&, timespec, timespec,
-                                                                           bool)
-{
-    reportNotAvailable("getMainsSignallingHistogram");
-    return nullptr;
-}
-
 std::shared_ptr<DataStatisticBase<float>> LoggerApi::getFrequencyStatistic(const QString&, timespec, timespec,
                                                                            float, float, float)
 {
