@@ -20,6 +20,7 @@
 #include <gtest/gtest.h>
 
 #include <QString>
+#include <QStringList>
 
 #include <algorithm>
 #include <climits>
@@ -633,6 +634,12 @@ TEST_F(HistogramMergeTest, RecordsWithGarbageCountsAndPercentagesMergeWithoutOve
     DataHistogram<200> c = periodRecord<200>(start + 21, start + 30, -5, {std::nanf("")});
     c.lowerLimit = std::nanf("");
     DataHistogram<200> d = periodRecord<200>(start + 31, start + 40, 0, {});
+    const std::shared_ptr<DataHistogram<200>> pair = merge<200>({a, b}, at(start), at(start + 20), 1.0);
+    ASSERT_NE(pair, nullptr);
+    EXPECT_EQ(pair->maxValues, INT32_MAX);
+    EXPECT_EQ(pair->totalValues, -1);
+    EXPECT_EQ(pair->missingValues, INT32_MAX);
+    EXPECT_EQ(pair->percent[0], 100.0f);
     const std::shared_ptr<DataHistogram<200>> sum =
         merge<200>({a, b, c, d}, at(start - 1000000), at(start + 100000000), 1e-9, true);
     ASSERT_NE(sum, nullptr);
@@ -900,6 +907,297 @@ TEST_F(HistogramMergeTest, MergingRandomRecordsAgreesWithTheReference)
     // Both kinds were drawn often enough to matter.
     EXPECT_GT(withoutMissing, 100);
     EXPECT_LT(withoutMissing, 2900);
+}
+
+// =================================================================================================
+// The getters end to end: records written through the writer's path, read back by a reader's
+// LoggerApi on the same catalogue.
+
+constexpr int32_t kPeriod = 600; // seconds of one record, one value a second
+
+// The host's side: one record of the period from first on, filled by the calculator from one value
+// a second; value(second) gives the value.
+template <int N, typename Value> DataHistogram<N> hostRecord(int32_t first, Value value)
+{
+    std::vector<int> classes(static_cast<size_t>(N), 0);
+    HistogramCalculator calculator(classes.data(), N);
+    calculator.setParameters(N == 200 ? 0.0f : 45.0f, N == 200 ? 10.0f : 55.0f, at(1));
+    for (int32_t second = first; second < first + kPeriod; ++second)
+        calculator.add(value(second), at(second), false);
+    DataHistogram<N> record{};
+    record.utcStart = stamp(first);
+    record.utc = stamp(first + kPeriod - 1);
+    record.lowerLimit = calculator.getLowerLimit();
+    record.upperLimit = calculator.getUpperLimit();
+    record.totalValues = static_cast<int32_t>(calculator.getTotalValues());
+    record.maxValues = calculator.calculateMaxDataElements();
+    record.missingValues = record.maxValues - record.totalValues;
+    calculator.calculatePercent(record.percent);
+    return record;
+}
+
+// A mains-signalling value of second: a slow sweep over the classes, some of it beyond the limits.
+float signallingValue(int32_t second)
+{
+    return static_cast<float>((static_cast<int64_t>(second) * 7919) % 1300) / 100.0f - 1.0f;
+}
+
+// A frequency around 50 Hz.
+float frequencyValue(int32_t second)
+{
+    return 50.0f + static_cast<float>((static_cast<int64_t>(second) * 104729) % 2001 - 1000) / 1000.0f;
+}
+
+class HistogramGetterTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(mLogCaptured);
+        ASSERT_TRUE(mStore.start()) << mStore.errorString().toStdString();
+        setReadPauseObserverForTesting(
+            [this](unsigned long milliseconds) { mPauses.push_back(milliseconds); });
+        setLoggerMessageObserverForTesting([this](const std::string& text, LoggerMessageType type) {
+            if (type == LOGGER_MESSAGE_ROUTINE)
+                mTraces.push_back(QString::fromStdString(text));
+        });
+    }
+    void TearDown() override
+    {
+        setReadPauseObserverForTesting(nullptr);
+        setLoggerMessageObserverForTesting(nullptr);
+        for (const auto& logger : mLoggers)
+            logger->stopLogger();
+    }
+
+    // A started CYCLIC/HISTOGRAM logger of records of blockSize bytes.
+    TestLogger* startLogger(const QString& id, int blockSize)
+    {
+        mLoggers.push_back(
+            std::make_unique<TestLogger>(id, blockSize, LoggerType::CYCLIC, LoggerDataType::HISTOGRAM));
+        TestLogger* logger = mLoggers.back().get();
+        EXPECT_TRUE(logger->startLogger()) << LoggerDb::getInstance().getLastError().toStdString();
+        EXPECT_EQ(logger->getLoggerState(), LOGGER_STATE_LOGGER_INITIALIZED)
+            << LogCapture::text().toStdString();
+        return logger;
+    }
+
+    // The records as one block through the writer, and the catalogue brought up to date.
+    template <int N> void write(TestLogger* logger, const std::vector<DataHistogram<N>>& records)
+    {
+        ASSERT_NE(logger->writeDatas(reinterpret_cast<const char*>(records.data()),
+                                     static_cast<int>(records.size()), true, true),
+                  nullptr)
+            << LogCapture::text().toStdString();
+        ASSERT_TRUE(logger->updateAccess());
+    }
+
+    bool traced(const QString& start) const
+    {
+        for (const QString& line : mTraces)
+            if (line.startsWith(start))
+                return true;
+        return false;
+    }
+
+    // Before any member that logs: the store configures logging once per process.
+    const bool mLogCaptured = LogCapture::install();
+    WriterStore mStore;
+    LoggerApi mApi;
+    std::vector<std::unique_ptr<TestLogger>> mLoggers;
+    std::vector<unsigned long> mPauses;
+    QStringList mTraces;
+};
+
+TEST_F(HistogramGetterTest, MainsSignallingHistogramsWrittenByTheWriterReadBackMergedAndCumulative)
+{
+    const QString id = QStringLiteral("signalling.u1.histogram");
+    TestLogger* logger = startLogger(id, static_cast<int>(sizeof(DataHistogram<200>)));
+    ASSERT_FALSE(HasFailure());
+    // Six periods of ten minutes, the fourth lost: its ten minutes are a hole between the third
+    // and the fifth record.
+    std::vector<DataHistogram<200>> records;
+    std::vector<long long> counts(200, 0);
+    for (int period = 0; period < 6; ++period) {
+        const int32_t first = kFirstSecond + period * kPeriod;
+        if (period == 3)
+            continue;
+        records.push_back(hostRecord<200>(first, signallingValue));
+        for (int32_t second = first; second < first + kPeriod; ++second)
+            ++counts[static_cast<size_t>(referenceClass(signallingValue(second), 0.0f, 10.0f, 200))];
+    }
+    write<200>(logger, records);
+    const timespec start = at(kFirstSecond);
+    const timespec end = at(kFirstSecond + 6 * kPeriod - 1);
+
+    double interval = 0.0;
+    const PtrLoggerResultHistogram200 stored = mApi.getMainsSignallingDatas(id, start, end, interval);
+    ASSERT_NE(stored, nullptr) << LoggerApiInterface::getLastError().toStdString();
+    ASSERT_EQ(stored->mNumItems, 5);
+    EXPECT_EQ(interval, 1.0);
+    EXPECT_EQ(stored->mInterval, 1.0);
+    for (int index = 0; index < 5; ++index)
+        EXPECT_EQ(
+            std::memcmp(&stored->mItems[index], &records[static_cast<size_t>(index)], sizeof(records[0])), 0)
+            << index;
+
+    // The hole: 601 s from the third record's end to the fifth's start, less the interval of the
+    // gap and that of the first value, 599 values missing.
+    const int32_t expectedMax = 5 * kPeriod + 599;
+    const std::shared_ptr<DataHistogram<200>> sum = mApi.getMainsSignallingHistogram(id, start, end, false);
+    ASSERT_NE(sum, nullptr);
+    EXPECT_EQ(sum->totalValues, 5 * kPeriod);
+    EXPECT_EQ(sum->maxValues, expectedMax);
+    EXPECT_EQ(sum->missingValues, 599);
+    EXPECT_EQ(sum->utcStart.tv_sec, start.tv_sec);
+    EXPECT_EQ(sum->utc.tv_sec, end.tv_sec);
+    EXPECT_EQ(sum->lowerLimit, 0.0f);
+    EXPECT_EQ(sum->upperLimit, 10.0f);
+    // The merged per cent are each class's share of all values expected.
+    double total = 0.0;
+    for (int index = 0; index < 200; ++index) {
+        const double share = static_cast<double>(counts[static_cast<size_t>(index)]) * 100.0 / expectedMax;
+        EXPECT_NEAR(sum->percent[index], share, 1e-4) << index;
+        total += share;
+    }
+    EXPECT_TRUE(traced(QStringLiteral("getHistogram, loggerInterval:  1")));
+    EXPECT_TRUE(traced(QStringLiteral("getHistogram[0]       Start: ")));
+    EXPECT_TRUE(traced(QStringLiteral("getHistogram, deltadata:  600")));
+
+    const std::shared_ptr<DataHistogram<200>> cumulative =
+        mApi.getMainsSignallingHistogram(id, start, end, true);
+    ASSERT_NE(cumulative, nullptr);
+    double running = 0.0;
+    for (int index = 0; index < 200; ++index) {
+        running += sum->percent[index];
+        EXPECT_TRUE(sameBits(cumulative->percent[index], static_cast<float>(running))) << index;
+    }
+    EXPECT_NEAR(cumulative->percent[199], total, 1e-3);
+    EXPECT_NEAR(cumulative->percent[199], 100.0 * 5 * kPeriod / expectedMax, 1e-3);
+
+    // A day around the records: the time before and after is missing too, and the sum spans the day.
+    const timespec dayStart = at(kFirstSecond - 3600);
+    const timespec dayEnd = at(kFirstSecond + 86400);
+    const std::shared_ptr<DataHistogram<200>> day =
+        mApi.getMainsSignallingHistogram(id, dayStart, dayEnd, false);
+    ASSERT_NE(day, nullptr);
+    EXPECT_EQ(day->missingValues, 599 + 3599 + (86400 - (6 * kPeriod - 1)) - 1);
+    EXPECT_EQ(day->utcStart.tv_sec, dayStart.tv_sec);
+    EXPECT_EQ(day->utc.tv_sec, dayEnd.tv_sec);
+    EXPECT_NEAR(day->percent[5], sum->percent[5] * expectedMax / day->maxValues, 1e-4);
+
+    // A range without records: a zero record, not extended.
+    const std::shared_ptr<DataHistogram<200>> none =
+        mApi.getMainsSignallingHistogram(id, at(kFirstSecond - 86400), at(kFirstSecond - 3600), true);
+    ASSERT_NE(none, nullptr);
+    EXPECT_TRUE(isZeroRecord(*none));
+    EXPECT_EQ(LoggerApiInterface::getLastError(), QString());
+}
+
+TEST_F(HistogramGetterTest, FrequencyHistogramsWrittenByTheWriterReadBackWithTheirPeriodsInOrder)
+{
+    const QString id = QStringLiteral("frequency.histogram");
+    TestLogger* logger = startLogger(id, static_cast<int>(sizeof(DataHistogram<2650>)));
+    ASSERT_FALSE(HasFailure());
+    std::vector<DataHistogram<2650>> records;
+    for (int period = 0; period < 3; ++period)
+        records.push_back(hostRecord<2650>(kFirstSecond + period * kPeriod, frequencyValue));
+    // A record whose start and end were written the wrong way round.
+    DataHistogram<2650> inverted = hostRecord<2650>(kFirstSecond + 3 * kPeriod, frequencyValue);
+    std::swap(inverted.utc, inverted.utcStart);
+    records.push_back(inverted);
+    write<2650>(logger, records);
+
+    const timespec start = at(kFirstSecond);
+    const timespec end = at(kFirstSecond + 4 * kPeriod);
+    double interval = 0.0;
+    const PtrLoggerResultHistogram2650 stored = mApi.getFrequencyDatas(id, start, end, interval);
+    ASSERT_NE(stored, nullptr) << LoggerApiInterface::getLastError().toStdString();
+    ASSERT_EQ(stored->mNumItems, 4);
+    EXPECT_EQ(interval, 1.0);
+    EXPECT_EQ(stored->mItems[3].utcStart.tv_sec, kFirstSecond + 3 * kPeriod);
+    EXPECT_EQ(stored->mItems[3].utc.tv_sec, kFirstSecond + 4 * kPeriod - 1);
+    EXPECT_EQ(std::memcmp(stored->mItems[3].percent, inverted.percent, sizeof(inverted.percent)), 0);
+
+    const std::shared_ptr<DataHistogram<2650>> sum = mApi.getFrequencyHistogram(id, start, end, true);
+    ASSERT_NE(sum, nullptr);
+    EXPECT_EQ(sum->totalValues, 4 * kPeriod);
+    EXPECT_EQ(sum->maxValues, 4 * kPeriod);
+    EXPECT_EQ(sum->missingValues, 0);
+    EXPECT_EQ(sum->lowerLimit, 45.0f);
+    EXPECT_EQ(sum->upperLimit, 55.0f);
+    EXPECT_NEAR(sum->percent[2649], 100.0, 1e-3);
+    // The values lie from 49 Hz (class 1059 of 10/2649 Hz) to 51 Hz (class 1589): none below, none
+    // above, and about half of them below 50 Hz (class 1324).
+    EXPECT_EQ(sum->percent[1058], 0.0f);
+    EXPECT_GT(sum->percent[1059], 0.0f);
+    EXPECT_NEAR(sum->percent[1589], 100.0, 1e-3);
+    EXPECT_NEAR(sum->percent[1324], 50.0, 2.0);
+}
+
+TEST_F(HistogramGetterTest, AnUnknownIdAnswersNullAtOnceAndNamesTheIdInTheLastError)
+{
+    const QString id = QStringLiteral("no.such.histogram");
+    double interval = -1.0;
+    EXPECT_EQ(mApi.getFrequencyDatas(id, at(kFirstSecond), at(kFirstSecond + 60), interval), nullptr);
+    EXPECT_EQ(interval, -1.0);
+    QString text = LoggerApiInterface::getLastError();
+    EXPECT_TRUE(text.contains(QLatin1String("'no.such.histogram'"))) << text.toStdString();
+    EXPECT_TRUE(text.contains(QLatin1String("HISTOGRAM"))) << text.toStdString();
+    EXPECT_EQ(mApi.getMainsSignallingDatas(id, at(kFirstSecond), at(kFirstSecond + 60), interval), nullptr);
+    EXPECT_EQ(mApi.getFrequencyHistogram(id, at(kFirstSecond), at(kFirstSecond + 60), true), nullptr);
+    EXPECT_EQ(mApi.getMainsSignallingHistogram(id, at(kFirstSecond), at(kFirstSecond + 60), false), nullptr);
+    text = LoggerApiInterface::getLastError();
+    EXPECT_TRUE(text.contains(QLatin1String("'no.such.histogram'"))) << text.toStdString();
+    EXPECT_TRUE(mPauses.empty());
+
+    // An id of another data type: the text says which getter to take.
+    std::unique_ptr<TestLogger> meanLogger =
+        std::make_unique<TestLogger>(QStringLiteral("mean.u1"), 24, LoggerType::CYCLIC, LoggerDataType::MEAN);
+    ASSERT_TRUE(meanLogger->startLogger());
+    EXPECT_EQ(
+        mApi.getFrequencyHistogram(QStringLiteral("mean.u1"), at(kFirstSecond), at(kFirstSecond + 60), false),
+        nullptr);
+    text = LoggerApiInterface::getLastError();
+    EXPECT_TRUE(text.contains(QLatin1String("MEAN"))) << text.toStdString();
+    meanLogger->stopLogger();
+}
+
+TEST_F(HistogramGetterTest, RecordsOfTheOtherClassCountAreReadWithoutCrashing)
+{
+    TestLogger* signalling =
+        startLogger(QStringLiteral("signalling.h"), static_cast<int>(sizeof(DataHistogram<200>)));
+    TestLogger* frequency =
+        startLogger(QStringLiteral("frequency.h"), static_cast<int>(sizeof(DataHistogram<2650>)));
+    ASSERT_FALSE(HasFailure());
+    std::vector<DataHistogram<200>> small;
+    std::vector<DataHistogram<2650>> large;
+    for (int period = 0; period < 20; ++period) {
+        small.push_back(hostRecord<200>(kFirstSecond + period * kPeriod, signallingValue));
+        large.push_back(hostRecord<2650>(kFirstSecond + period * kPeriod, frequencyValue));
+    }
+    write<200>(signalling, small);
+    write<2650>(frequency, large);
+    const timespec start = at(kFirstSecond - 600);
+    const timespec end = at(kFirstSecond + 20 * kPeriod + 600);
+    // The bytes land as they lie in the files; the merge of what they make must merely not fail.
+    EXPECT_NE(mApi.getFrequencyHistogram(QStringLiteral("signalling.h"), start, end, true), nullptr);
+    EXPECT_NE(mApi.getMainsSignallingHistogram(QStringLiteral("frequency.h"), start, end, true), nullptr);
+    double interval = 0.0;
+    const PtrLoggerResultHistogram200 wide =
+        mApi.getMainsSignallingDatas(QStringLiteral("frequency.h"), start, end, interval);
+    ASSERT_NE(wide, nullptr);
+    EXPECT_GE(wide->mNumItems, 20);
+}
+
+TEST(HistogramGetterWithoutStoreTest, EveryGetterAnswersNullWhileTheStoreIsNotValid)
+{
+    LoggerApi api;
+    double interval = 0.0;
+    const QString id = QStringLiteral("frequency.histogram");
+    EXPECT_EQ(api.getFrequencyDatas(id, at(kFirstSecond), at(kFirstSecond + 60), interval), nullptr);
+    EXPECT_EQ(api.getMainsSignallingDatas(id, at(kFirstSecond), at(kFirstSecond + 60), interval), nullptr);
+    EXPECT_EQ(api.getFrequencyHistogram(id, at(kFirstSecond), at(kFirstSecond + 60), true), nullptr);
+    EXPECT_EQ(api.getMainsSignallingHistogram(id, at(kFirstSecond), at(kFirstSecond + 60), false), nullptr);
 }
 
 } // namespace
