@@ -472,16 +472,16 @@ template <int N> QString histogramTraceLine(const QString& prefix, const DataHis
     }
     return prefix + traceTime(record.utcStart) + QStringLiteral(" End: ") + traceTime(record.utc) +
            QStringLiteral(" Total: ") + QString::number(record.totalValues) + QStringLiteral(" Missing: ") +
-           QString::number(record.missingValues) + QStringLiteral(" Max: ") + QString::number(record.maxValues) +
-           QStringLiteral(" Sum: ") + QString::number(percent, 'g', 6) + QStringLiteral(" Quality: ") +
-           QString::number(record.quality);
+           QString::number(record.missingValues) + QStringLiteral(" Max: ") +
+           QString::number(record.maxValues) + QStringLiteral(" Sum: ") + QString::number(percent, 'g', 6) +
+           QStringLiteral(" Quality: ") + QString::number(record.quality);
 }
 
 } // namespace loggerapi_detail
 
 template <int N>
-std::shared_ptr<LoggerResult<DataHistogram<N>, void*>> LoggerApiBase::getDatas(const QString& id, timespec start,
-                                                                               timespec end, double& interval)
+std::shared_ptr<LoggerResult<DataHistogram<N>, void*>>
+LoggerApiBase::getDatas(const QString& id, timespec start, timespec end, double& interval)
 {
     using Record = DataHistogram<N>;
     const int baseTypeId = getBaseTypeId(LoggerType::CYCLIC, LoggerDataType::HISTOGRAM, id);
@@ -518,7 +518,8 @@ std::shared_ptr<DataHistogram<N>> LoggerApiBase::getHistogram(const QString& id,
                                                               bool cumulative)
 {
     double interval = 0.0;
-    const std::shared_ptr<LoggerResult<DataHistogram<N>, void*>> records = getDatas<N>(id, start, end, interval);
+    const std::shared_ptr<LoggerResult<DataHistogram<N>, void*>> records =
+        getDatas<N>(id, start, end, interval);
     if (records == nullptr) {
         return nullptr;
     }
@@ -527,8 +528,8 @@ std::shared_ptr<DataHistogram<N>> LoggerApiBase::getHistogram(const QString& id,
 
 template <int N>
 std::shared_ptr<DataHistogram<N>>
-LoggerApiBase::sumHistograms(const LoggerResult<DataHistogram<N>, void*>& records, timespec start, timespec end,
-                             double interval, bool cumulative)
+LoggerApiBase::sumHistograms(const LoggerResult<DataHistogram<N>, void*>& records, timespec start,
+                             timespec end, double interval, bool cumulative)
 {
     using Record = DataHistogram<N>;
     using loggerapi_detail::addCounts;
@@ -567,10 +568,10 @@ LoggerApiBase::sumHistograms(const LoggerResult<DataHistogram<N>, void*>& record
         const double weight = static_cast<double>(sum->maxValues) + static_cast<double>(record.maxValues);
         if (weight > 0.0) {
             for (int item = 0; item < N; ++item) {
-                sum->percent[item] = static_cast<float>(
-                    (static_cast<double>(record.percent[item]) * record.maxValues +
-                     static_cast<double>(sum->percent[item]) * sum->maxValues) /
-                    weight);
+                sum->percent[item] =
+                    static_cast<float>((static_cast<double>(record.percent[item]) * record.maxValues +
+                                        static_cast<double>(sum->percent[item]) * sum->maxValues) /
+                                       weight);
             }
         }
         if (loggerapi_detail::isLater(record.utc, sum->utc)) {
