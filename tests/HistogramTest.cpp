@@ -120,7 +120,7 @@ unsigned int propertySeed()
 }
 
 // =================================================================================================
-// The references: the rules written once more, step by step from their words, without the
+// The references: the rules written once more, step by step as they are stated, without the
 // library's code.
 
 // "class = integer part of (value minus lower limit) / class width. Below 0 gives 0; N or more
