@@ -24,10 +24,11 @@
 // time) of the measured, event, power-quality, signal and operator logs, with the event texts,
 // the repair of damaged event ranges and the reader's view of power-quality events; the count
 // and the 5 x 7 classification of power-quality events; the frequency and mains-signalling
-// histograms, as stored or merged over a range; and getNumberOfOpenedFiles and getNumLoggers. Every other operation of the interface answers its failure value (null, an
-// empty list or record, false, -1, 0.0), without a pause, logs "<operation>: not available yet"
-// as a warning, one line a call, and keeps "<operation> is not available yet in this version of
-// the store: ..." as the last error.
+// histograms, as stored or merged over a range; the aggregated VTQ, DTQ and MEAN values; and
+// getNumberOfOpenedFiles and getNumLoggers. Every other operation of the interface answers its
+// failure value (null, an empty list or record, false, -1, 0.0), without a pause, logs
+// "<operation>: not available yet" as a warning, one line a call, and keeps "<operation> is not
+// available yet in this version of the store: ..." as the last error.
 //
 // Reads by position have no pause: a page is small. Where the identification is unknown they
 // answer null at once; reads by time pause first (LoggerApiBase).
@@ -238,6 +239,20 @@ public:
     // Whether a description in types has this configId, compared byte for byte, length first.
     bool existsDataMeasType(std::vector<DataMeasType>& types, const QString& configId);
 
+    // Aggregation of a result read by time onto a grid of interval seconds, aligned to whole
+    // multiples of the interval in UTC seconds (of whole hours for longer intervals) and
+    // beginning at most one bin before the first item's: one record per bin that holds items,
+    // stamped with the bin's end, with minimum, maximum and mean; the quality bit 0x10000 marks
+    // a bin with fewer values than a full one. Each call has an aggregator of
+    // its own. The mean values are aggregated in place and take the grid interval; they stay
+    // as they are where interval is 0 or below or not above their own. The DataXtq values come
+    // back as new records, one per item where they are not aggregated; an empty result for null.
+    void aggregateMeanValues(PtrLoggerResultMean result, timespec start, int interval);
+    PtrLoggerResultAggregatedFloat aggregateVtqValues(PtrLoggerResultVtq result, timespec start,
+                                                      int interval);
+    PtrLoggerResultAggregatedDouble aggregateDtqValues(PtrLoggerResultDtq result, timespec start,
+                                                       int interval);
+
 private:
     // The way of every read by time: the store must be valid (else null at once, without a
     // pause), the identification must be catalogued for the family (else null after the pause
@@ -256,6 +271,14 @@ private:
     template <typename T>
     std::shared_ptr<LoggerResult<T>> readItems(LoggerType type, int baseTypeId, timespec start, timespec end,
                                                int maxItems, int* firstItemId);
+
+    // The read of the aggregated getters: the identification as in a read by time, then the
+    // logger's measured type, whose interval the result takes. A bound of maxItems bins becomes
+    // one of the items they hold where the logger's interval is shorter than interval.
+    template <typename T>
+    std::shared_ptr<LoggerResult<T>> readForAggregation(LoggerDataType dataType, const QString& id,
+                                                        timespec start, timespec end, int interval,
+                                                        int maxItems);
 
     // The way of every read by position: the store must be valid and the identification
     // catalogued for the family, else null at once; then the typed load of the logger, which

@@ -250,28 +250,6 @@ PtrLoggerResultSamples16 LoggerApi::getSamples16Values(const QString&, timespec,
     return nullptr;
 }
 
-PtrLoggerResultAggregatedFloat LoggerApi::getAggregatedVtqValues(const QString&, timespec, timespec, int, int)
-{
-    reportNotAvailable("getAggregatedVtqValues");
-    return nullptr;
-}
-
-PtrLoggerResultAggregatedDouble LoggerApi::getAggregatedDtqValues(const QString&, timespec, timespec, int,
-                                                                  int)
-{
-    reportNotAvailable("getAggregatedDtqValues");
-    return nullptr;
-}
-
-
-
-
-PtrLoggerResultMean LoggerApi::getAggregatedMeanValues(const QString&, timespec, timespec, int, int)
-{
-    reportNotAvailable("getAggregatedMeanValues");
-    return nullptr;
-}
-
 PtrLoggerResultMean LoggerApi::getFilteredMeanValues(const QString&, timespec, timespec, unsigned int)
 {
     reportNotAvailable("getFilteredMeanValues");

@@ -139,7 +139,7 @@ TEST_F(LastErrorTextTest, OperationsNotAvailableYetSaySoInTheLastError)
         {"getFileList", [&] { api.getFileList(LoggerType::CYCLIC, LoggerDataType::MEAN, QString()); }},
         {"getMeasIDs", [&] { api.getMeasIDs(LoggerType::CYCLIC); }},
         {"getFilteredMeanValues", [&] { api.getFilteredMeanValues(id, kStart, kEnd, 1u); }},
-        {"getAggregatedMeanValues", [&] { api.getAggregatedMeanValues(id, kStart, kEnd, 600, -1); }},
+        {"getRms_1_2_Values", [&] { api.getRms_1_2_Values(id, kStart, kEnd); }},
         {"writeMeasuredValuesToFile", [&] { api.writeMeasuredValuesToFile(id, kStart, kEnd, QString()); }},
     };
     for (const auto& call : calls) {

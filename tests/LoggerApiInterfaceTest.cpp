@@ -261,7 +261,7 @@ TEST_F(LoggerApiInterfaceTest, GettersStillToComeAnswerTheirFailureValueAndSaySo
     EXPECT_TRUE(api.getFileList(LoggerType::CYCLIC, LoggerDataType::MEAN, QString()).empty());
     EXPECT_EQ(api.getFilteredMeanValues(id, start, end, 1u), nullptr);
     EXPECT_EQ(api.getRms_1_2_Values(id, start, end), nullptr);
-    EXPECT_EQ(api.getAggregatedMeanValues(id, start, end, 600, -1), nullptr);
+    EXPECT_EQ(api.getStatisticValues(id, start, end), nullptr);
     EXPECT_EQ(api.getMeanStatistic(id, start, end, 230.0f, 90.0f, 110.0f), nullptr);
     EXPECT_EQ(api.getMaximalLoggerSize(LoggerType::CYCLIC, LoggerDataType::MEAN), 0.0);
 
