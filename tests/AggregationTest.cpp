@@ -136,6 +136,13 @@ std::vector<int32_t> secondsOf(const PtrLoggerResultAggregatedFloat& result)
     return seconds;
 }
 
+// The item values of the end-to-end tests: a saw tooth with a fraction, different in every second
+// of a bin, so that minimum, maximum and mean of each bin are distinct.
+float secondValue(int index)
+{
+    return static_cast<float>((index * 7919) % 1000) * 0.25f - 100.0f;
+}
+
 } // namespace
 
 // --- no grid: the values as they are -----------------------------------------------------------------
@@ -921,4 +928,354 @@ TEST(AggregationPropertyTest, RandomInputsAggregateAsTheReferenceOfTheGridRulesD
     // The cases must have reached the grid, not only the copies, and both kinds of bins.
     EXPECT_GT(aggregatedCases, kRandomCases / 3) << "seed " << seed;
     EXPECT_GT(incompleteRecords, 0) << "seed " << seed;
+}
+
+// --- the getters on a real store ---------------------------------------------------------------------
+
+namespace {
+
+// The minimum, maximum and mean of secondValue over the indexes first to last, as a bin of the
+// day's values has them.
+struct BinValues {
+    float min;
+    float max;
+    float mean;
+};
+
+BinValues secondValues(int first, int last)
+{
+    BinValues values{secondValue(first), secondValue(first), 0.0f};
+    double sum = 0.0;
+    for (int index = first; index <= last; ++index) {
+        values.min = std::min(values.min, secondValue(index));
+        values.max = std::max(values.max, secondValue(index));
+        sum += static_cast<double>(secondValue(index));
+    }
+    values.mean = static_cast<float>(sum / (last - first + 1));
+    return values;
+}
+
+class AggregatedGettersTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(mStore.start()) << mStore.errorString().toStdString();
+        setReadPauseObserverForTesting(
+            [this](unsigned long milliseconds) { mPauses.push_back(milliseconds); });
+        setLoggerMessageObserverForTesting(
+            [this](const std::string& text, LoggerMessageType type) { mMessages.emplace_back(text, type); });
+    }
+    void TearDown() override
+    {
+        setReadPauseObserverForTesting(nullptr);
+        setLoggerMessageObserverForTesting(nullptr);
+        for (const auto& logger : mLoggers)
+            logger->stopLogger();
+    }
+
+    // A started measured logger of one value a second (TestLogger's interval); null where it
+    // did not start.
+    TestLogger* startLogger(const QString& id, LoggerDataType dataType, int blockSize)
+    {
+        mLoggers.push_back(std::make_unique<TestLogger>(id, blockSize, LoggerType::CYCLIC, dataType));
+        TestLogger* logger = mLoggers.back().get();
+        if (!logger->startLogger()) {
+            ADD_FAILURE() << LoggerDb::getInstance().getLastError().toStdString();
+            return nullptr;
+        }
+        return logger;
+    }
+
+    // The items through the writer's path in blocks of perBlock, and the catalogue brought up to
+    // date.
+    template <typename T> void writeInBlocks(TestLogger* logger, const std::vector<T>& items, int perBlock)
+    {
+        ASSERT_NE(logger, nullptr);
+        for (size_t offset = 0; offset < items.size(); offset += static_cast<size_t>(perBlock)) {
+            const int count =
+                static_cast<int>(std::min<size_t>(static_cast<size_t>(perBlock), items.size() - offset));
+            ASSERT_NE(
+                logger->writeDatas(reinterpret_cast<const char*>(items.data() + offset), count, true, true),
+                nullptr)
+                << "block at item " << offset;
+        }
+        ASSERT_TRUE(logger->updateAccess());
+    }
+
+    // count values, one a second, the first a second after midnight: each stamped at the end of
+    // its second, so that a ten-minute bin holds 600 of them.
+    void writeSeconds(TestLogger* logger, LoggerDataType dataType, int count)
+    {
+        if (dataType == LoggerDataType::VTQ) {
+            std::vector<Vtq> items;
+            for (int index = 0; index < count; ++index)
+                items.push_back(vtq(kMidnight + 1 + index, secondValue(index)));
+            writeInBlocks(logger, items, 3600);
+        } else if (dataType == LoggerDataType::DTQ) {
+            std::vector<Dtq> items;
+            for (int index = 0; index < count; ++index)
+                items.push_back(dtq(kMidnight + 1 + index, static_cast<double>(secondValue(index))));
+            writeInBlocks(logger, items, 3600);
+        } else {
+            std::vector<DataMean> items;
+            for (int index = 0; index < count; ++index) {
+                const float value = secondValue(index);
+                items.push_back(mean(kMidnight + 1 + index, value - 1.0f, value, value + 2.0f));
+            }
+            writeInBlocks(logger, items, 3600);
+        }
+    }
+
+    int countMessages(const std::string& text, LoggerMessageType type) const
+    {
+        return static_cast<int>(std::count(mMessages.begin(), mMessages.end(), std::make_pair(text, type)));
+    }
+
+    WriterStore mStore;
+    LoggerApi mApi;
+    std::vector<std::unique_ptr<TestLogger>> mLoggers;
+    std::vector<unsigned long> mPauses;
+    std::vector<std::pair<std::string, LoggerMessageType>> mMessages;
+};
+
+const QString kVtqId = QStringLiteral("aggr.vtq_1s.rms.u1");
+const QString kDtqId = QStringLiteral("aggr.dtq_1s.energy");
+const QString kMeanId = QStringLiteral("aggr.mean_1s.rms.u2");
+constexpr int kDay = 86400;
+
+} // namespace
+
+TEST_F(AggregatedGettersTest, ADayOfSecondValuesAggregatesToOneRecordPerTenMinutes)
+{
+    TestLogger* logger = startLogger(kVtqId, LoggerDataType::VTQ, sizeof(Vtq));
+    ASSERT_NE(logger, nullptr);
+    writeSeconds(logger, LoggerDataType::VTQ, kDay);
+    ASSERT_FALSE(HasFatalFailure());
+
+    mPauses.clear();
+    const PtrLoggerResultAggregatedFloat result =
+        mApi.getAggregatedVtqValues(kVtqId, at(kMidnight), at(kMidnight + kDay), 600, -1);
+    ASSERT_NE(result, nullptr) << LoggerApiInterface::getLastError().toStdString();
+    ASSERT_EQ(result->mNumItems, kDay / 600);
+    EXPECT_EQ(result->mInterval, 600.0);
+    for (int bin = 0; bin < result->mNumItems; ++bin) {
+        const AggregatedFloat& record = result->mItems[bin];
+        const BinValues expected = secondValues(bin * 600, bin * 600 + 599);
+        ASSERT_EQ(record.utc.tv_sec, kMidnight + 600 * (bin + 1)) << bin;
+        ASSERT_EQ(record.utc.tv_nsec, 0) << bin;
+        ASSERT_EQ(record.quality, 0u) << bin;
+        ASSERT_EQ(record.min, expected.min) << bin;
+        ASSERT_EQ(record.max, expected.max) << bin;
+        ASSERT_TRUE(sameBits(record.mean, expected.mean)) << bin;
+    }
+    // One read of the whole day, with the pause of a read that found files.
+    EXPECT_EQ(mPauses, std::vector<unsigned long>{kReadPause});
+}
+
+TEST_F(AggregatedGettersTest, MeanAndDoubleValuesAggregateThroughTheirOwnGetters)
+{
+    TestLogger* means = startLogger(kMeanId, LoggerDataType::MEAN, sizeof(DataMean));
+    TestLogger* doubles = startLogger(kDtqId, LoggerDataType::DTQ, sizeof(Dtq));
+    ASSERT_NE(means, nullptr);
+    ASSERT_NE(doubles, nullptr);
+    writeSeconds(means, LoggerDataType::MEAN, 3600);
+    writeSeconds(doubles, LoggerDataType::DTQ, 3600);
+    ASSERT_FALSE(HasFatalFailure());
+
+    const PtrLoggerResultMean meanResult =
+        mApi.getAggregatedMeanValues(kMeanId, at(kMidnight), at(kMidnight + 3600), 600, -1);
+    ASSERT_NE(meanResult, nullptr) << LoggerApiInterface::getLastError().toStdString();
+    ASSERT_EQ(meanResult->mNumItems, 6);
+    EXPECT_EQ(meanResult->mInterval, 600.0);
+    const PtrLoggerResultAggregatedDouble doubleResult =
+        mApi.getAggregatedDtqValues(kDtqId, at(kMidnight), at(kMidnight + 3600), 600, -1);
+    ASSERT_NE(doubleResult, nullptr) << LoggerApiInterface::getLastError().toStdString();
+    ASSERT_EQ(doubleResult->mNumItems, 6);
+    EXPECT_EQ(doubleResult->mInterval, 600.0);
+    for (int bin = 0; bin < 6; ++bin) {
+        const BinValues expected = secondValues(bin * 600, bin * 600 + 599);
+        const DataMean& record = meanResult->mItems[bin];
+        EXPECT_EQ(record.utc.tv_sec, kMidnight + 600 * (bin + 1));
+        EXPECT_EQ(record.quality, 0u);
+        EXPECT_EQ(record.min, expected.min - 1.0f);
+        EXPECT_EQ(record.max, expected.max + 2.0f);
+        EXPECT_TRUE(sameBits(record.mean, expected.mean)) << bin;
+        const AggregatedDouble& folded = doubleResult->mItems[bin];
+        EXPECT_EQ(folded.utc.tv_sec, kMidnight + 600 * (bin + 1));
+        EXPECT_EQ(folded.min, static_cast<double>(expected.min));
+        EXPECT_EQ(folded.max, static_cast<double>(expected.max));
+        EXPECT_EQ(folded.mean, static_cast<double>(expected.mean));
+    }
+    // Without a bound the mean values trace nothing.
+    EXPECT_EQ(countMessages("scaledMaxItems: -1", LOGGER_MESSAGE_TRACE), 0);
+}
+
+TEST_F(AggregatedGettersTest, TheItemLimitCountsBinsOfTheGridIntervalNotStoredItems)
+{
+    TestLogger* floats = startLogger(kVtqId, LoggerDataType::VTQ, sizeof(Vtq));
+    TestLogger* doubles = startLogger(kDtqId, LoggerDataType::DTQ, sizeof(Dtq));
+    TestLogger* means = startLogger(kMeanId, LoggerDataType::MEAN, sizeof(DataMean));
+    ASSERT_TRUE(floats != nullptr && doubles != nullptr && means != nullptr);
+    writeSeconds(floats, LoggerDataType::VTQ, 7200);
+    writeSeconds(doubles, LoggerDataType::DTQ, 7200);
+    writeSeconds(means, LoggerDataType::MEAN, 7200);
+    ASSERT_FALSE(HasFatalFailure());
+    const timespec start = at(kMidnight);
+    const timespec end = at(kMidnight + 7200);
+
+    // Ten bins of ten minutes are 6000 values of a second: the oldest, and every bin full.
+    const PtrLoggerResultAggregatedFloat ten = mApi.getAggregatedVtqValues(kVtqId, start, end, 600, 10);
+    ASSERT_NE(ten, nullptr);
+    EXPECT_EQ(secondsOf(ten).size(), 10u);
+    ASSERT_EQ(ten->mNumItems, 10);
+    EXPECT_EQ(ten->mItems[9].utc.tv_sec, kMidnight + 6000);
+    EXPECT_EQ(ten->mItems[9].quality, 0u);
+
+    const PtrLoggerResultAggregatedDouble three = mApi.getAggregatedDtqValues(kDtqId, start, end, 600, 3);
+    ASSERT_NE(three, nullptr);
+    ASSERT_EQ(three->mNumItems, 3);
+    EXPECT_EQ(three->mItems[2].utc.tv_sec, kMidnight + 1800);
+
+    mMessages.clear();
+    const PtrLoggerResultMean four = mApi.getAggregatedMeanValues(kMeanId, start, end, 600, 4);
+    ASSERT_NE(four, nullptr);
+    ASSERT_EQ(four->mNumItems, 4);
+    EXPECT_EQ(four->mItems[3].utc.tv_sec, kMidnight + 2400);
+    EXPECT_EQ(countMessages("scaledMaxItems: 2400", LOGGER_MESSAGE_TRACE), 1);
+    EXPECT_EQ(countMessages("interval      : 600", LOGGER_MESSAGE_TRACE), 1);
+
+    // No bound: no scaling and no trace; every value of the two hours.
+    mMessages.clear();
+    const PtrLoggerResultMean all = mApi.getAggregatedMeanValues(kMeanId, start, end, 600, -1);
+    ASSERT_NE(all, nullptr);
+    EXPECT_EQ(all->mNumItems, 12);
+    EXPECT_EQ(countMessages("interval      : 600", LOGGER_MESSAGE_TRACE), 0);
+    const PtrLoggerResultAggregatedFloat unbounded = mApi.getAggregatedVtqValues(kVtqId, start, end, 600, 0);
+    ASSERT_NE(unbounded, nullptr);
+    EXPECT_EQ(unbounded->mNumItems, 12);
+
+    // A grid not above the stored interval reads the bound as items.
+    const PtrLoggerResultAggregatedFloat items = mApi.getAggregatedVtqValues(kVtqId, start, end, 1, 10);
+    ASSERT_NE(items, nullptr);
+    EXPECT_EQ(items->mNumItems, 10);
+    EXPECT_EQ(items->mInterval, 1.0);
+}
+
+TEST_F(AggregatedGettersTest, BadIntervalsAndRangesAnswerWithoutFault)
+{
+    TestLogger* floats = startLogger(kVtqId, LoggerDataType::VTQ, sizeof(Vtq));
+    TestLogger* means = startLogger(kMeanId, LoggerDataType::MEAN, sizeof(DataMean));
+    ASSERT_TRUE(floats != nullptr && means != nullptr);
+    writeSeconds(floats, LoggerDataType::VTQ, 3600);
+    writeSeconds(means, LoggerDataType::MEAN, 3600);
+    ASSERT_FALSE(HasFatalFailure());
+    const timespec start = at(kMidnight);
+    const timespec end = at(kMidnight + 3600);
+
+    // No grid: every value as its own record, with the stored interval.
+    for (int interval : {0, -600, INT_MIN}) {
+        SCOPED_TRACE("interval " + std::to_string(interval));
+        const PtrLoggerResultAggregatedFloat copied =
+            mApi.getAggregatedVtqValues(kVtqId, start, end, interval, 10);
+        ASSERT_NE(copied, nullptr);
+        ASSERT_EQ(copied->mNumItems, 10);
+        EXPECT_EQ(copied->mInterval, 1.0);
+        EXPECT_EQ(copied->mItems[9].utc.tv_sec, kMidnight + 10);
+        EXPECT_EQ(copied->mItems[9].mean, secondValue(9));
+        const PtrLoggerResultMean asRead = mApi.getAggregatedMeanValues(kMeanId, start, end, interval, -1);
+        ASSERT_NE(asRead, nullptr);
+        EXPECT_EQ(asRead->mNumItems, 3600);
+        EXPECT_EQ(asRead->mInterval, 1.0);
+    }
+
+    // Above a day: the hour's values in one bin on whole hours, incomplete.
+    for (int interval : {kDay + 1, 2 * kDay, INT_MAX}) {
+        SCOPED_TRACE("interval " + std::to_string(interval));
+        const PtrLoggerResultAggregatedFloat long_ =
+            mApi.getAggregatedVtqValues(kVtqId, start, end, interval, 10);
+        ASSERT_NE(long_, nullptr);
+        ASSERT_EQ(long_->mNumItems, 1);
+        EXPECT_EQ(long_->mItems[0].quality, kIncomplete);
+        EXPECT_EQ(long_->mItems[0].min, secondValues(0, 3599).min);
+        const PtrLoggerResultMean longMeans = mApi.getAggregatedMeanValues(kMeanId, start, end, interval, 10);
+        ASSERT_NE(longMeans, nullptr);
+        EXPECT_EQ(longMeans->mNumItems, 1);
+    }
+    const PtrLoggerResultAggregatedFloat twoDays =
+        mApi.getAggregatedVtqValues(kVtqId, start, end, 2 * kDay, -1);
+    ASSERT_NE(twoDays, nullptr);
+    ASSERT_EQ(twoDays->mNumItems, 1);
+    EXPECT_EQ(twoDays->mItems[0].utc.tv_sec, kMidnight + 2 * kDay);
+
+    // A start after the end: no answer, and the last error says why.
+    LoggerApiInterface::getLastError();
+    EXPECT_EQ(mApi.getAggregatedVtqValues(kVtqId, at(kMidnight + 3000), at(kMidnight + 1000), 600, -1),
+              nullptr);
+    EXPECT_TRUE(LoggerApiInterface::getLastError().contains(QStringLiteral("is reversed")));
+    EXPECT_EQ(mApi.getAggregatedMeanValues(kMeanId, at(kMidnight + 3000), at(kMidnight + 1000), 600, 5),
+              nullptr);
+    EXPECT_TRUE(LoggerApiInterface::getLastError().contains(QStringLiteral("is reversed")));
+
+    // A range without values: an empty answer, not a failure.
+    const PtrLoggerResultAggregatedFloat none =
+        mApi.getAggregatedVtqValues(kVtqId, at(kMidnight + 10 * kDay), at(kMidnight + 11 * kDay), 600, -1);
+    ASSERT_NE(none, nullptr);
+    EXPECT_EQ(none->mNumItems, 0);
+}
+
+TEST_F(AggregatedGettersTest, AQueryForAnUnknownIdTakesTheLookupPauseAndAnswersNull)
+{
+    TestLogger* floats = startLogger(kVtqId, LoggerDataType::VTQ, sizeof(Vtq));
+    ASSERT_NE(floats, nullptr);
+    writeSeconds(floats, LoggerDataType::VTQ, 60);
+    ASSERT_FALSE(HasFatalFailure());
+    const QString unknown = QStringLiteral("aggr.no_such_logger");
+    const std::pair<const char*, std::function<bool()>> queries[] = {
+        {"VTQ",
+         [&] {
+             return mApi.getAggregatedVtqValues(unknown, at(kMidnight), at(kMidnight + 60), 600, -1) ==
+                    nullptr;
+         }},
+        {"DTQ",
+         [&] {
+             return mApi.getAggregatedDtqValues(unknown, at(kMidnight), at(kMidnight + 60), 600, -1) ==
+                    nullptr;
+         }},
+        {"MEAN",
+         [&] {
+             return mApi.getAggregatedMeanValues(unknown, at(kMidnight), at(kMidnight + 60), 600, 5) ==
+                    nullptr;
+         }},
+        // Known, but with records of another data type.
+        {"MEAN of a VTQ logger",
+         [&] {
+             return mApi.getAggregatedMeanValues(kVtqId, at(kMidnight), at(kMidnight + 60), 600, 5) ==
+                    nullptr;
+         }},
+    };
+    for (const auto& query : queries) {
+        SCOPED_TRACE(query.first);
+        LoggerApiInterface::getLastError();
+        mPauses.clear();
+        QElapsedTimer clock;
+        clock.start();
+        EXPECT_TRUE(query.second());
+        EXPECT_GE(clock.elapsed(), static_cast<qint64>(kLookupPause));
+        EXPECT_EQ(mPauses, std::vector<unsigned long>{kLookupPause});
+        const QString error = LoggerApiInterface::getLastError();
+        EXPECT_TRUE(error.contains(std::strcmp(query.first, "MEAN of a VTQ logger") == 0 ? kVtqId : unknown))
+            << error.toStdString();
+    }
+}
+
+TEST(AggregatedGettersWithoutStoreTest, WithoutAValidStoreTheGettersAnswerNullAtOnce)
+{
+    std::vector<unsigned long> pauses;
+    setReadPauseObserverForTesting([&pauses](unsigned long milliseconds) { pauses.push_back(milliseconds); });
+    LoggerApi api;
+    EXPECT_EQ(api.getAggregatedVtqValues(kVtqId, at(kMidnight), at(kMidnight + 60), 600, -1), nullptr);
+    EXPECT_EQ(api.getAggregatedDtqValues(kDtqId, at(kMidnight), at(kMidnight + 60), 600, -1), nullptr);
+    EXPECT_EQ(api.getAggregatedMeanValues(kMeanId, at(kMidnight), at(kMidnight + 60), 600, 5), nullptr);
+    EXPECT_TRUE(pauses.empty());
+    setReadPauseObserverForTesting(nullptr);
 }
