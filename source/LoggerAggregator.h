@@ -14,11 +14,12 @@
 // minimum, maximum and mean. The read API builds one aggregator per call; it holds only the
 // grid of that call, so an object must not be shared between threads.
 //
-// The grid. A bin ends at a whole multiple of the interval (up to one hour: longer intervals
-// stay on whole hours) and holds the items later than the end of the bin before it and not
-// later than its own end; an item exactly on a bin end belongs to the bin that ends there, as a
-// mean value is stamped at the end of the time it covers. The record of a bin carries the bin's
-// end as its utc. The grid begins at most one bin before the bin of the first item.
+// The grid starts on a whole multiple of the interval in UTC seconds (of an hour for intervals
+// longer than that) and steps by the interval. A bin holds the items later than the end of the
+// bin before it and not later than its own end: an item exactly on a bin end belongs to the bin
+// that ends there, as a mean value is stamped at the end of the time it covers. The record of a
+// bin carries the bin's end as its utc. The grid begins shortly before the first item; the bins
+// before it hold nothing.
 //
 // A bin without items leaves no record. A record whose bin holds fewer values than the grid
 // interval over the logger's interval promises has the quality bit kQualityIncomplete; the
@@ -70,7 +71,7 @@ public:
     std::shared_ptr<LoggerResult<Out, void*>> copyXtqValues(std::shared_ptr<LoggerResult<In, void*>> input);
 
     // Writes the records of the grid set up in mRoundedStart and mBinEnd into out, which may be
-    // in itself, and returns their number; never more than out holds. Where the input's interval
+    // the input itself, and returns their number; never more than out holds. Where the input's interval
     // is not below the grid interval, record i is the bin from item i to the bin end.
     template <typename In, typename Out>
     int aggregateValues(std::shared_ptr<LoggerResult<In, void*>> in,
@@ -227,9 +228,10 @@ Out LoggerAggregator::getMeanValue(std::shared_ptr<LoggerResult<In, void*>> in, 
         getMinMaxMean<In>(in->mItems[position], itemMin, itemMax, itemMean);
         loggeraggregator_detail::takeMin(itemMin, min);
         loggeraggregator_detail::takeMax(itemMax, max);
+        // Not itemMean: a double value adds to the sum unnarrowed.
         sum += sumValue(in->mItems[position]);
     }
-    const float mean = static_cast<float>(sum / count);
+    const float mean = static_cast<float>(sum / static_cast<double>(count));
     storeValues(record, min, max, mean);
     return record;
 }
@@ -268,7 +270,7 @@ int LoggerAggregator::aggregateValues(std::shared_ptr<LoggerResult<In, void*>> i
     }
     mBinEnd = binEndReaching(mBinEnd, firstItem);
 
-    // out may be in itself: a record is written only after the items of its bin have been
+    // out may be the input itself: a record is written only after the items of its bin have been
     // read, at a position no later than the first of them, so no unread item is overwritten.
     // A bin without items writes nothing, so that it cannot overwrite the next bin's first item.
     int inputIndex = 0;
