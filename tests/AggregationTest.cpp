@@ -1131,6 +1131,18 @@ TEST_F(AggregatedGettersTest, TheItemLimitCountsBinsOfTheGridIntervalNotStoredIt
     EXPECT_EQ(ten->mItems[9].utc.tv_sec, kMidnight + 6000);
     EXPECT_EQ(ten->mItems[9].quality, 0u);
 
+    // Values that begin inside a bin: that bin and the last one are cut, and one record more comes.
+    const PtrLoggerResultAggregatedFloat cut =
+        mApi.getAggregatedVtqValues(kVtqId, at(kMidnight + 300), end, 600, 10);
+    ASSERT_NE(cut, nullptr);
+    ASSERT_EQ(cut->mNumItems, 11);
+    EXPECT_EQ(cut->mItems[0].quality, kIncomplete);
+    EXPECT_EQ(cut->mItems[0].min, secondValues(299, 599).min);
+    EXPECT_EQ(cut->mItems[5].quality, 0u);
+    EXPECT_EQ(cut->mItems[10].utc.tv_sec, kMidnight + 6600);
+    EXPECT_EQ(cut->mItems[10].quality, kIncomplete);
+    EXPECT_EQ(cut->mItems[10].max, secondValues(6000, 6298).max);
+
     const PtrLoggerResultAggregatedDouble three = mApi.getAggregatedDtqValues(kDtqId, start, end, 600, 3);
     ASSERT_NE(three, nullptr);
     ASSERT_EQ(three->mNumItems, 3);
