@@ -239,14 +239,14 @@ public:
     // Whether a description in types has this configId, compared byte for byte, length first.
     bool existsDataMeasType(std::vector<DataMeasType>& types, const QString& configId);
 
-    // Aggregation of a result read by time onto a grid of interval seconds, aligned to whole
-    // multiples of the interval in UTC seconds (of whole hours for longer intervals) and
-    // beginning at most one bin before the first item's: one record per bin that holds items,
-    // stamped with the bin's end, with minimum, maximum and mean; the quality bit 0x10000 marks
-    // a bin with fewer values than a full one. Each call has an aggregator of
-    // its own. The mean values are aggregated in place and take the grid interval; they stay
-    // as they are where interval is 0 or below or not above their own. The DataXtq values come
-    // back as new records, one per item where they are not aggregated; an empty result for null.
+    // Aggregation of a result read by time onto a grid of interval seconds that starts on a whole
+    // multiple of the interval in UTC seconds (of an hour for longer intervals), shortly before
+    // the first item: one record per bin that holds items, stamped with the bin's end, with
+    // minimum, maximum and mean; the quality bit 0x10000 marks a bin with fewer values than a
+    // full one. Each call has an aggregator of its own. The mean values are aggregated in place
+    // and take the grid interval; they stay as they are where interval is 0 or below or not above
+    // their own. The DataXtq values come back as new records, one per item where they are not
+    // aggregated; an empty result for null.
     void aggregateMeanValues(PtrLoggerResultMean result, timespec start, int interval);
     PtrLoggerResultAggregatedFloat aggregateVtqValues(PtrLoggerResultVtq result, timespec start,
                                                       int interval);
