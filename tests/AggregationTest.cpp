@@ -571,9 +571,9 @@ struct ReferenceRecord {
 // Items in time order, nanoseconds from 0 to 999999999, a grid interval above 0 and above the
 // stored one. The records of the bins that hold items.
 template <typename In>
-std::vector<ReferenceRecord> referenceAggregation(const std::vector<In>& items, double storedInterval,
-                                                  timespec start, int interval,
-                                                  int64_t* roundedStart = nullptr)
+std::vector<ReferenceRecord>
+referenceAggregation(const std::vector<In>& items, double storedInterval, timespec start, int interval,
+                     int64_t* roundedStart = nullptr, int* onBinEnds = nullptr, int* emptyBins = nullptr)
 {
     std::vector<ReferenceRecord> records;
     if (items.empty())
@@ -605,15 +605,21 @@ std::vector<ReferenceRecord> referenceAggregation(const std::vector<In>& items, 
     }
 
     size_t index = 0;
+    int64_t previousBin = -1;
     while (index < items.size()) {
         const int64_t time = nanosOf(items[index].utc.tv_sec, items[index].utc.tv_nsec);
         const int64_t bin = time <= firstEnd ? 0 : (time - firstEnd + binNanos - 1) / binNanos;
         const int64_t end = firstEnd + bin * binNanos;
+        if (emptyBins != nullptr && previousBin >= 0 && bin > previousBin + 1)
+            ++*emptyBins;
+        previousBin = bin;
         std::vector<float> minima;
         std::vector<float> maxima;
         double sum = 0.0;
         int64_t count = 0;
         while (index < items.size() && nanosOf(items[index].utc.tv_sec, items[index].utc.tv_nsec) <= end) {
+            if (onBinEnds != nullptr && nanosOf(items[index].utc.tv_sec, items[index].utc.tv_nsec) == end)
+                ++*onBinEnds;
             const ReferenceValues values = referenceValues(items[index]);
             minima.push_back(values.min);
             maxima.push_back(values.max);
@@ -884,6 +890,8 @@ TEST(AggregationPropertyTest, RandomInputsAggregateAsTheReferenceOfTheGridRulesD
     RandomInputs random(seed);
     int aggregatedCases = 0;
     int incompleteRecords = 0;
+    int itemsOnBinEnds = 0;
+    int emptyBins = 0;
     for (int run = 0; run < kRandomCases; ++run) {
         const int interval = random.interval();
         const double stored = random.storedInterval(interval);
@@ -921,13 +929,16 @@ TEST(AggregationPropertyTest, RandomInputsAggregateAsTheReferenceOfTheGridRulesD
         }
         if (!floats.empty() && interval > 0 && interval > stored) {
             ++aggregatedCases;
-            for (const ReferenceRecord& record : referenceAggregation(floats, stored, start, interval))
+            for (const ReferenceRecord& record :
+                 referenceAggregation(floats, stored, start, interval, nullptr, &itemsOnBinEnds, &emptyBins))
                 incompleteRecords += record.quality == kIncomplete ? 1 : 0;
         }
     }
-    // The cases must have reached the grid, not only the copies, and both kinds of bins.
+    // The cases must have reached the grid, not only the copies, and the corners of the grid.
     EXPECT_GT(aggregatedCases, kRandomCases / 3) << "seed " << seed;
     EXPECT_GT(incompleteRecords, 0) << "seed " << seed;
+    EXPECT_GT(itemsOnBinEnds, 1000) << "seed " << seed;
+    EXPECT_GT(emptyBins, 1000) << "seed " << seed;
 }
 
 // --- the getters on a real store ---------------------------------------------------------------------
