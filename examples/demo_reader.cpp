@@ -1,10 +1,12 @@
 // The reader of the demonstration: a separate process that shares nothing with the writer but
 // the card's files and the catalogue. It brings the store up as a reader, asks the read API for
 // the demonstration's loggers by identification and time range, and prints a short summary of
-// each; then the last page of alarms with their texts, the operator entries of the span, and the
-// dips and swells of the span's last day with their 5 x 7 table of duration and depth classes. The span is given by --from and --to, each either ISO 8601 (2024-05-01T10:00:00Z; a time
-// without a zone is UTC) or seconds since 1970; by default the last day up to now. Every time it
-// prints is ISO 8601 in UTC. Like the writer, it comes up from the "database.xml" beside the program.
+// each; then the last day's means folded onto 10-minute intervals, the last page of alarms with
+// their texts, the operator entries of the span, and the dips and swells of the span's last day
+// with their 5 x 7 table of duration and depth classes. The span is given by --from and --to,
+// each either ISO 8601 (2024-05-01T10:00:00Z; a time without a zone is UTC) or seconds since
+// 1970; by default the last day up to now. Every time it prints is ISO 8601 in UTC. Like the
+// writer, it comes up from the "database.xml" beside the program.
 //
 // With --follow SECONDS it keeps reading for that long, every two seconds, from --from (or the
 // start) up to the moment of the read, while a writer writes: it shows the store following the
@@ -100,6 +102,36 @@ QString timeText(const DataTimespec& time, bool withMilliseconds)
     const QDateTime moment =
         QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(time.tv_sec) * 1000 + time.tv_nsec / 1000000, Qt::UTC);
     return moment.toString(withMilliseconds ? Qt::ISODateWithMs : Qt::ISODate);
+}
+
+// The day's 3-second means folded onto 10-minute intervals: how many intervals, their range, and
+// how many hold fewer values than a full interval (quality bit 0x10000).
+bool printTenMinuteMeans(LoggerApiInterface& api, long long from, long long to)
+{
+    constexpr int kTenMinutes = 600;
+    const long long dayStart = std::max(from, to - 86400);
+    const PtrLoggerResultMean bins =
+        api.getAggregatedMeanValues(QString::fromLatin1(kMeanId), at(dayStart), at(to), kTenMinutes, -1);
+    if (bins == nullptr) {
+        std::printf("10-min means  %s: no answer (%s)\n", kMeanId, qPrintable(LoggerApiInterface::getLastError()));
+        return false;
+    }
+    if (bins->mNumItems == 0) {
+        std::printf("10-min means  %s: no values in the last day\n", kMeanId);
+        return true;
+    }
+    float lowest = bins->mItems[0].min;
+    float highest = bins->mItems[0].max;
+    int partial = 0;
+    for (int index = 0; index < bins->mNumItems; ++index) {
+        lowest = std::min(lowest, bins->mItems[index].min);
+        highest = std::max(highest, bins->mItems[index].max);
+        partial += (bins->mItems[index].quality & 0x10000u) != 0 ? 1 : 0;
+    }
+    std::printf("10-min means  %s: %d intervals ending %s to %s; lowest %.3f, highest %.3f; %d not full\n",
+                kMeanId, bins->mNumItems, qPrintable(timeText(bins->mItems[0].utc)),
+                qPrintable(timeText(bins->mItems[bins->mNumItems - 1].utc)), lowest, highest, partial);
+    return true;
 }
 
 // The newest alarms up to the end of the span, as the instrument's display pages them: each
@@ -236,10 +268,11 @@ int main(int argc, char** argv)
     summarise("mean values", kMeanId, means, [](const DataMean& item) { return item.mean; });
     const auto vtqs = api->getVtqValues(QString::fromLatin1(kVtqId), at(from), at(to));
     summarise("10-min values", kVtqId, vtqs, [](const DataXtq<float>& item) { return item.value; });
+    const bool aggregated = printTenMinuteMeans(*api, from, to);
     const bool alarmsRead = printAlarmPage(*api, to);
     const bool operatorRead = printOperatorEntries(*api, from, to);
     const bool pqRead = printPqEventTable(*api, from, to);
     std::printf("files open in this reader: %d\n", api->getNumberOfOpenedFiles());
     db.close();
-    return means != nullptr && vtqs != nullptr && alarmsRead && operatorRead && pqRead ? 0 : 1;
+    return means != nullptr && vtqs != nullptr && aggregated && alarmsRead && operatorRead && pqRead ? 0 : 1;
 }
