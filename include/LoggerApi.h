@@ -113,6 +113,12 @@ public:
     int getNumberOfOpenedFiles() override;
     std::vector<DataLoggerFile> getFileList(LoggerType type, LoggerDataType dataType,
                                             QString filter) override;
+    // Harmonics. getHarmonics answers zero items at once where the wiring asked for does not fit
+    // the id (isPhasePhase); with complexAmplitude, for any id but an interharmonic, the per cent
+    // amplitudes of getComplexAmplitudeArray; else the HARMONICS logger of the id as stored.
+    // getHarmonicsAbsolute reads an array of 51 orders (isArray51_10min) as stored, any other id
+    // as magnitudes from the complex logger. The array getters read their logger as stored, with
+    // its interval in mInterval, and trace their call as routine messages.
     PtrLoggerResultHarmonics getHarmonics(const QString& id, timespec start, timespec end,
                                           bool complexAmplitude,
                                           LoggerApiInterface::HarmonicConnectionType connection) override;
