@@ -731,7 +731,8 @@ TEST_F(HarmonicsGettersTest,
     const std::vector<DataHarmonics> neutral = writeHarmonics(kHarmonicsU1, 1.0f);
     const std::vector<DataHarmonics> phase = writeHarmonics(kHarmonicsU12, 400.0f);
     ASSERT_FALSE(HasFatalFailure());
-    const auto other = static_cast<LoggerApiInterface::HarmonicConnectionType>(7);
+    // Any other value the type can hold: its values reach 3.
+    const auto other = static_cast<LoggerApiInterface::HarmonicConnectionType>(3);
     const struct {
         const QString& id;
         LoggerApiInterface::HarmonicConnectionType connection;
