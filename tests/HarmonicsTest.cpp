@@ -4,6 +4,7 @@
 // catalogue of a simulated card (WriterStore), with the items written through the writer's path,
 // for harmonics stored as amplitudes and as complex values. Each test runs in a process of its own.
 
+#include "FaultInjection.h"
 #include "LogCapture.h"
 #include "LoggerApi.h"
 #include "LoggerApiInterface.h"
@@ -17,6 +18,8 @@
 #include <gtest/gtest.h>
 
 #include <QElapsedTimer>
+
+#include <sqlite3.h>
 
 #include <algorithm>
 #include <cmath>
@@ -945,6 +948,75 @@ TEST_F(HarmonicsGettersTest, AmplitudesWithoutAComplexLoggerAnswerNullWithAWarni
                   apiLine("WARN", QStringLiteral("getComplexAmplitudeArray(): complexValues == nullptr"))),
               3);
     EXPECT_EQ(LogCapture::count(apiLine("ERROR", QStringLiteral("Maximum Load current not in Header"))), 3);
+}
+
+// The catalogue fails at one call of a read, call after call: where the identification was found
+// and the load of the measured type failed after it, the prevailing and contribution reads warn
+// that the type is missing, and every read answers null after the pause or the items as stored.
+TEST_F(HarmonicsGettersTest, AMeasuredTypeThatCannotBeLoadedIsReportedByThePrevailingAndContributionReads)
+{
+    const QString prevailingId = QStringLiteral("aggr.prevailing_10min.values");
+    const QString contributionId = QStringLiteral("aggr.contribution_10min.values");
+    const std::vector<Prevailing> prevailing = {filledItem<Prevailing>(kMidnight + kTenMinutes, 1.0f)};
+    const std::vector<Contribution> contributions = {filledItem<Contribution>(kMidnight + kTenMinutes, 2.0f)};
+    write(startLogger(prevailingId, LoggerDataType::PREVAILING, sizeof(Prevailing)), prevailing);
+    write(startLogger(contributionId, LoggerDataType::CONTRIBUTION, sizeof(Contribution)), contributions);
+    ASSERT_FALSE(HasFatalFailure());
+
+    const struct {
+        const char* name;
+        std::function<bool(bool& stored)> read; // false: null
+    } reads[] = {
+        {"getPrevailingArray",
+         [&](bool& stored) {
+             const PtrLoggerResultPrevailingArray result =
+                 mApi.getPrevailingArray(prevailingId, kDayStart, kDayEnd);
+             stored = sameItems(result, prevailing);
+             return result != nullptr;
+         }},
+        {"getContributionArray",
+         [&](bool& stored) {
+             const PtrLoggerResultContributionArray result =
+                 mApi.getContributionArray(contributionId, kDayStart, kDayEnd);
+             stored = sameItems(result, contributions);
+             return result != nullptr;
+         }},
+    };
+    for (const auto& read : reads) {
+        SCOPED_TRACE(read.name);
+        const QString warning =
+            apiLine("WARN", QLatin1String(read.name) + QStringLiteral(", measuredType == nullptr"));
+        bool stored = false;
+        qzdb::FaultInjection::startCounting();
+        ASSERT_TRUE(read.read(stored));
+        ASSERT_TRUE(stored);
+        const long calls = qzdb::FaultInjection::callCount();
+        qzdb::FaultInjection::stop();
+        ASSERT_GT(calls, 2);
+        EXPECT_EQ(LogCapture::count(warning), 0);
+
+        int warned = 0;
+        for (long call = 1; call <= calls; ++call) {
+            SCOPED_TRACE("call " + std::to_string(call) + " of " + std::to_string(calls) + " fails");
+            const int before = LogCapture::count(warning);
+            mPauses.clear();
+            qzdb::FaultInjection::failCalls(call, SQLITE_IOERR);
+            const bool answered = read.read(stored);
+            qzdb::FaultInjection::stop();
+            const bool warnedNow = LogCapture::count(warning) > before;
+            warned += warnedNow ? 1 : 0;
+            if (warnedNow) {
+                EXPECT_FALSE(answered);
+                EXPECT_EQ(mPauses, std::vector<unsigned long>{kLookupPause});
+            }
+            if (answered)
+                EXPECT_TRUE(stored || mPauses.empty());
+        }
+        EXPECT_GE(warned, 1);
+        // The store answers again once the catalogue does.
+        ASSERT_TRUE(read.read(stored));
+        EXPECT_TRUE(stored);
+    }
 }
 
 TEST(HarmonicsGettersWithoutStoreTest, WithoutAValidStoreTheGettersAnswerNullAndOnlyTheUncheckedReadPauses)
