@@ -10,6 +10,7 @@
 #include "LoggerApiInterface.h"
 #include "LoggerDataItems.h"
 #include "LoggerDb.h"
+#include "LoggerDebug.h"
 #include "LoggerResult.h"
 #include "LoggerTestSeams.h"
 #include "TestLogger.h"
@@ -19,6 +20,8 @@
 
 #include <QElapsedTimer>
 
+#include <log4cxx/level.h>
+#include <log4cxx/logger.h>
 #include <sqlite3.h>
 
 #include <algorithm>
@@ -1017,6 +1020,53 @@ TEST_F(HarmonicsGettersTest, AMeasuredTypeThatCannotBeLoadedIsReportedByThePreva
         ASSERT_TRUE(read.read(stored));
         EXPECT_TRUE(stored);
     }
+}
+
+// The range lines are routine texts, made only where the store's own log lets debug lines through.
+TEST_F(HarmonicsGettersTest, EachReadLogsTheIdAndTimeRangeOfItsLoggerOnceBeforeItReads)
+{
+    writeComplexDay(40.0f);
+    writeHarmonics(kHarmonicsU1, 1.0f);
+    ASSERT_FALSE(HasFatalFailure());
+    log4cxx::Logger::getLogger("Logger.Db")->setLevel(log4cxx::Level::getDebug());
+    ASSERT_TRUE(LoggerDebug::isLogEnabled());
+
+    const auto rangeLine = [this](LoggerDataType dataType, const QString& id) {
+        const int baseTypeId = mApi.getBaseTypeId(LoggerType::CYCLIC, dataType, id);
+        const std::shared_ptr<DefnBaseType> type = mApi.readMeasuredType(baseTypeId);
+        if (type == nullptr)
+            return std::string("no type");
+        return (QStringLiteral("Id[") + QString::number(baseTypeId) + QStringLiteral("], Time Range:  S:") +
+                LoggerDebug::getUtcStr(type->UtcStart) + QStringLiteral(" E:") +
+                LoggerDebug::getUtcStr(type->UtcEnd) + QStringLiteral(" ok"))
+            .toStdString();
+    };
+    const auto rangeLines = [this] {
+        int lines = 0;
+        for (const auto& message : mMessages)
+            lines += message.first.rfind("Id[", 0) == 0 ? 1 : 0;
+        return lines;
+    };
+    const std::string harmonicsLine = rangeLine(LoggerDataType::HARMONICS, kHarmonicsU1);
+    const std::string complexLine = rangeLine(LoggerDataType::COMPLEX, kComplexId);
+
+    mMessages.clear();
+    ASSERT_NE(mApi.getHarmonics(kHarmonicsU1, kDayStart, kDayEnd, false, LoggerApiInterface::CONNECTION_ANY),
+              nullptr);
+    EXPECT_EQ(countMessages(harmonicsLine, LOGGER_MESSAGE_ROUTINE), 1) << harmonicsLine;
+    EXPECT_EQ(rangeLines(), 1);
+
+    // The amplitudes log the line of the complex read only.
+    mMessages.clear();
+    ASSERT_NE(mApi.getHarmonics(kHarmonicsU1, kDayStart, kDayEnd, true, LoggerApiInterface::CONNECTION_ANY),
+              nullptr);
+    EXPECT_EQ(countMessages(complexLine, LOGGER_MESSAGE_ROUTINE), 1) << complexLine;
+    EXPECT_EQ(rangeLines(), 1);
+
+    // Before the read: an unknown id logs none.
+    mMessages.clear();
+    EXPECT_EQ(mApi.getArray41(QStringLiteral("no.such.u1"), kDayStart, kDayEnd), nullptr);
+    EXPECT_EQ(rangeLines(), 0);
 }
 
 TEST(HarmonicsGettersWithoutStoreTest, WithoutAValidStoreTheGettersAnswerNullAndOnlyTheUncheckedReadPauses)
