@@ -24,9 +24,11 @@
 // time) of the measured, event, power-quality, signal and operator logs, with the event texts,
 // the repair of damaged event ranges and the reader's view of power-quality events; the count
 // and the 5 x 7 classification of power-quality events; the frequency and mains-signalling
-// histograms, as stored or merged over a range; the aggregated VTQ, DTQ and MEAN values; and
-// getNumberOfOpenedFiles and getNumLoggers. Every other operation of the interface answers its
-// failure value (null, an empty list or record, false, -1, 0.0), without a pause, logs
+// histograms, as stored or merged over a range; the aggregated VTQ, DTQ and MEAN values; the
+// harmonics, as stored or as amplitudes of the complex values, and the arrays of 41 orders,
+// percentiles, complex, prevailing and contribution values; and getNumberOfOpenedFiles and getNumLoggers.
+// Every other operation of the interface answers its failure value (null, an empty list or record, false, -1,
+// 0.0), without a pause, logs
 // "<operation>: not available yet" as a warning, one line a call, and keeps "<operation> is not
 // available yet in this version of the store: ..." as the last error.
 //
@@ -111,6 +113,12 @@ public:
     int getNumberOfOpenedFiles() override;
     std::vector<DataLoggerFile> getFileList(LoggerType type, LoggerDataType dataType,
                                             QString filter) override;
+    // Harmonics. getHarmonics answers zero items at once where the wiring asked for does not fit
+    // the id (isPhasePhase); with complexAmplitude, for any id but an interharmonic, the per cent
+    // amplitudes of getComplexAmplitudeArray; else the HARMONICS logger of the id as stored.
+    // getHarmonicsAbsolute reads an array of 51 orders (isArray51_10min) as stored, any other id
+    // as magnitudes from the complex logger. The array getters read their logger as stored, with
+    // its interval in mInterval, and trace their call as routine messages.
     PtrLoggerResultHarmonics getHarmonics(const QString& id, timespec start, timespec end,
                                           bool complexAmplitude,
                                           LoggerApiInterface::HarmonicConnectionType connection) override;
@@ -239,6 +247,50 @@ public:
     // Whether a description in types has this configId, compared byte for byte, length first.
     bool existsDataMeasType(std::vector<DataMeasType>& types, const QString& configId);
 
+    // Which store an identification of the harmonics means. Each predicate looks for a fixed
+    // substring anywhere in id, case-sensitively, and nothing more: "12" is phase-to-phase also
+    // where the digits stand for something else.
+    // "_inter_".
+    static bool isInterharmonic(const QString& id);
+    // "select_magn_", "select_diff_" and "select_diffutil_".
+    static bool isMagnitude_10min(const QString& id);
+    static bool isDifference_10min(const QString& id);
+    static bool isDifferenceUtil_10min(const QString& id);
+    // An array of 51 orders stored as it is read: any of the three above, "_amp_10min" or
+    // "_calc_10min".
+    static bool isArray51_10min(const QString& id);
+    // Any of "12", "23" and "31".
+    static bool isPhasePhase(const QString& id);
+    // Amplitudes that come from the complex logger: the store has complex harmonics
+    // (LoggerDb::hasComplexHarmonics) and id holds "inter_10min" or "harm_10min".
+    static bool isComplexAmplitude(const QString& id);
+    // The channel of id in a complex item: the first of "u1", "u2", "u3", "i1", "i2", "i3", in
+    // that order, that id holds, 0 to 5 (voltages 0 to 2, currents 3 to 5); 0 where none.
+    static unsigned int getChannelIndex(const QString& id);
+
+    // The amplitudes of one channel of a complex item into target: utc, quality and the
+    // magnitudes of orders 0 to 49; order 50 keeps what target held. With percent, each order is
+    // in per cent of a divisor: for a voltage channel (below 3) the fundamental (order 1, or 1.0
+    // where it is 0.0; order 0 is divided by 1.0), for a current channel maxLoad, or the
+    // fundamental where maxLoad is 0.0, which is logged as an error. A channel beyond the 7 of
+    // the item copies utc and quality only, and logs an error.
+    void calculateAmplitude(DataComplexArray& source, DataHarmonics& target, unsigned int channel,
+                            float maxLoad, bool percent);
+
+    // The arrays of 51 orders of a HARMONICS logger, without the check of the store and of the
+    // identification: an unknown id answers null after the pause of a failed type load.
+    PtrLoggerResultHarmonics readHarmmonics51(const QString& id, timespec start, timespec end);
+    // The complex items of a COMPLEX logger; header receives the header of the last file read,
+    // whose Parameter1 is the maximum load current of the current channels.
+    PtrLoggerResultComplexArray getComplexArrayWithHeader(const QString& id, timespec start, timespec end,
+                                                          LoggerHeader& header);
+    // The amplitudes of the channel that id names (getChannelIndex), computed from the items of
+    // the complex logger "aggr.mean_10min.harm_complex.values_0"; in per cent with percent
+    // (calculateAmplitude), with the header's Parameter1 as the maximum load, 100.0 where it is
+    // 0.0. Null where that logger gives no items; the result's mInterval stays 0.0.
+    PtrLoggerResultHarmonics getComplexAmplitudeArray(const QString& id, timespec start, timespec end,
+                                                      bool percent);
+
     // Aggregation of a result read by time onto a grid of interval seconds that starts on a whole
     // multiple of the interval in UTC seconds (of an hour for longer intervals), shortly before
     // the first item: one record per bin that holds items, stamped with the bin's end, with
@@ -279,6 +331,17 @@ private:
     std::shared_ptr<LoggerResult<T>> readForAggregation(LoggerDataType dataType, const QString& id,
                                                         timespec start, timespec end, int interval,
                                                         int maxItems);
+
+    // The read of the array getters: the store must be valid where checkStore (else null at
+    // once), then before as a trace where it is not empty, the identification (null after the
+    // pause of a failed lookup), the measured type (the same; warning names the getter whose
+    // warning a missing type is), the items with the header of the last file, the logger's
+    // interval and after as a trace where it is not empty.
+    template <typename T>
+    std::shared_ptr<LoggerResult<T>> readArrayRange(LoggerDataType dataType, const QString& id,
+                                                    timespec start, timespec end, LoggerHeader& header,
+                                                    bool checkStore, const QString& before,
+                                                    const QString& after, const char* warning = nullptr);
 
     // The way of every read by position: the store must be valid and the identification
     // catalogued for the family, else null at once; then the typed load of the logger, which

@@ -256,23 +256,6 @@ PtrLoggerResultMean LoggerApi::getFilteredMeanValues(const QString&, timespec, t
     return nullptr;
 }
 
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
-
 PtrLoggerResultDisturb LoggerApi::getDisturbanceValues(const QString& id, timespec start, timespec end,
                                                        int maxItems)
 {
@@ -291,55 +274,6 @@ std::vector<DataLoggerFile> LoggerApi::getFileList(LoggerType, LoggerDataType, Q
 {
     reportNotAvailable("getFileList");
     return {};
-}
-
-PtrLoggerResultHarmonics LoggerApi::getHarmonics(const QString&, timespec, timespec, bool,
-                                                 LoggerApiInterface::HarmonicConnectionType)
-{
-    reportNotAvailable("getHarmonics");
-    return nullptr;
-}
-
-PtrLoggerResultHarmonics LoggerApi::getHarmonicsAbsolute(const QString&, timespec, timespec)
-{
-    reportNotAvailable("getHarmonicsAbsolute");
-    return nullptr;
-}
-
-PtrLoggerResultArray41 LoggerApi::getArray41(const QString&, timespec, timespec)
-{
-    reportNotAvailable("getArray41");
-    return nullptr;
-}
-
-PtrLoggerResultPercentile41 LoggerApi::getPercentile3_41(const QString&, timespec, timespec)
-{
-    reportNotAvailable("getPercentile3_41");
-    return nullptr;
-}
-
-PtrLoggerResultPercentile51 LoggerApi::getPercentile3_51(const QString&, timespec, timespec)
-{
-    reportNotAvailable("getPercentile3_51");
-    return nullptr;
-}
-
-PtrLoggerResultComplexArray LoggerApi::getComplexArray(const QString&, timespec, timespec)
-{
-    reportNotAvailable("getComplexArray");
-    return nullptr;
-}
-
-PtrLoggerResultPrevailingArray LoggerApi::getPrevailingArray(const QString&, timespec, timespec)
-{
-    reportNotAvailable("getPrevailingArray");
-    return nullptr;
-}
-
-PtrLoggerResultContributionArray LoggerApi::getContributionArray(const QString&, timespec, timespec)
-{
-    reportNotAvailable("getContributionArray");
-    return nullptr;
 }
 
 void LoggerApi::writeMeasuredValuesToFile(const QString&, timespec, timespec, const QString&)
@@ -441,15 +375,6 @@ int LoggerApi::getNumLoggers()
 {
     return LoggerList::getInstance()->getNumLoggers();
 }
-
-
-
-
-
-
-
-
-
 
 PtrLoggerResultMeanMinMax7 LoggerApi::getMeanMinMaxArray7Values(const QString& id, timespec start,
                                                                 timespec end)
