@@ -1012,8 +1012,9 @@ TEST_F(HarmonicsGettersTest, AMeasuredTypeThatCannotBeLoadedIsReportedByThePreva
                 EXPECT_FALSE(answered);
                 EXPECT_EQ(mPauses, std::vector<unsigned long>{kLookupPause});
             }
-            if (answered)
+            if (answered) {
                 EXPECT_TRUE(stored || mPauses.empty());
+            }
         }
         EXPECT_GE(warned, 1);
         // The store answers again once the catalogue does.
