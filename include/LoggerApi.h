@@ -343,10 +343,15 @@ private:
                                                     bool checkStore, const QString& before,
                                                     const QString& after, const char* warning = nullptr);
 
-    // The way of every read by position: the store must be valid and the identification
-    // catalogued for the family, else null at once; then the typed load of the logger, which
-    // the getter tests or not. baseTypeId gets the identification's catalogue id.
-    bool identifyPaged(LoggerType type, LoggerDataType dataType, const QString& id, int& baseTypeId);
+    // The first steps of every read by identification: the store must be valid (else false at
+    // once) and the identification catalogued for the family, else false with the last error,
+    // after a pause of pauseOnUnknown ms (reads by time pause, reads by position do not).
+    // baseTypeId gets the identification's catalogue id.
+    bool identify(LoggerType type, LoggerDataType dataType, const QString& id, int& baseTypeId,
+                  unsigned long pauseOnUnknown);
+    // The measured type of a catalogue id; null, with the last error and after the lookup pause,
+    // where it cannot be loaded.
+    std::shared_ptr<DefnBaseType> loadMeasuredType(int baseTypeId);
     // A page of a logger: offset and count as the caller gave them, turned into the count back
     // from time that the page reaches, without overflow.
     template <typename T, typename I>

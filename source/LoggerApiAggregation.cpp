@@ -40,20 +40,12 @@ std::shared_ptr<LoggerResult<T>> LoggerApi::readForAggregation(LoggerDataType da
                                                                timespec start, timespec end, int interval,
                                                                int maxItems)
 {
-    // Also follows a writer that has restarted since the last call.
-    if (!mDatabase.checkValidity()) {
+    int baseTypeId = -1;
+    if (!identify(LoggerType::CYCLIC, dataType, id, baseTypeId, kFailedLookupPause)) {
         return nullptr;
     }
-    const int baseTypeId = getBaseTypeId(LoggerType::CYCLIC, dataType, id);
-    if (baseTypeId < 0) {
-        reportUnknownId(LoggerType::CYCLIC, dataType, id);
-        readPause(kFailedLookupPause);
-        return nullptr;
-    }
-    const std::shared_ptr<DefnBaseType> measuredType = readMeasuredType(baseTypeId);
+    const std::shared_ptr<DefnBaseType> measuredType = loadMeasuredType(baseTypeId);
     if (measuredType == nullptr) {
-        reportUnknownBaseType(LoggerType::CYCLIC, baseTypeId);
-        readPause(kFailedLookupPause);
         return nullptr;
     }
     const double stored = measuredType->getInterval();

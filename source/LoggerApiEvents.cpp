@@ -90,17 +90,32 @@ void pageBounds(int offset, int& count, int& numItems)
 // ---------------------------------------------------------------------------------------------
 // The frame of the reads by position.
 
-bool LoggerApi::identifyPaged(LoggerType type, LoggerDataType dataType, const QString& id, int& baseTypeId)
+bool LoggerApi::identify(LoggerType type, LoggerDataType dataType, const QString& id, int& baseTypeId,
+                         unsigned long pauseOnUnknown)
 {
+    // Also follows a writer that has restarted since the last call.
     if (!mDatabase.checkValidity()) {
         return false;
     }
     baseTypeId = getBaseTypeId(type, dataType, id);
     if (baseTypeId < 0) {
         reportUnknownId(type, dataType, id);
+        if (pauseOnUnknown > 0) {
+            readPause(pauseOnUnknown);
+        }
         return false;
     }
     return true;
+}
+
+std::shared_ptr<DefnBaseType> LoggerApi::loadMeasuredType(int baseTypeId)
+{
+    std::shared_ptr<DefnBaseType> measuredType = readMeasuredType(baseTypeId);
+    if (measuredType == nullptr) {
+        reportUnknownBaseType(LoggerType::CYCLIC, baseTypeId);
+        readPause(kFailedLookupPause);
+    }
+    return measuredType;
 }
 
 void LoggerApi::reportNegativeCount(const QString& id, int count)
@@ -130,13 +145,11 @@ std::shared_ptr<LoggerResult<T>> LoggerApi::readMeasuredPage(LoggerDataType data
                                                              timespec time, int offset, int count)
 {
     int baseTypeId = -1;
-    if (!identifyPaged(LoggerType::CYCLIC, dataType, id, baseTypeId)) {
+    if (!identify(LoggerType::CYCLIC, dataType, id, baseTypeId, 0)) {
         return nullptr;
     }
-    const std::shared_ptr<DefnBaseType> measuredType = readMeasuredType(baseTypeId);
+    const std::shared_ptr<DefnBaseType> measuredType = loadMeasuredType(baseTypeId);
     if (measuredType == nullptr) {
-        reportUnknownBaseType(LoggerType::CYCLIC, baseTypeId);
-        readPause(kFailedLookupPause);
         return nullptr;
     }
     int firstItemId = 0;
@@ -292,7 +305,7 @@ PtrLoggerResultOperator LoggerApi::getSelectedOperatorEvents(timespec time, int 
 {
     const QString operatorId = QStringLiteral("operator");
     int baseTypeId = -1;
-    if (!identifyPaged(LoggerType::OPERATOR, LoggerDataType::OPERATOR, operatorId, baseTypeId)) {
+    if (!identify(LoggerType::OPERATOR, LoggerDataType::OPERATOR, operatorId, baseTypeId, 0)) {
         return nullptr;
     }
     int firstItemId = 0;
@@ -338,7 +351,7 @@ void LoggerApi::getEventStringIDs(std::shared_ptr<DefnBaseType> baseType, PtrLog
 PtrLoggerResultEvent LoggerApi::getEvents(const QString& id, timespec time, int maxItems)
 {
     int baseTypeId = -1;
-    if (!identifyPaged(LoggerType::EVENT, LoggerDataType::EVENT, id, baseTypeId)) {
+    if (!identify(LoggerType::EVENT, LoggerDataType::EVENT, id, baseTypeId, 0)) {
         return nullptr;
     }
     const std::shared_ptr<DefnBaseType> eventType = readEventType(baseTypeId);
@@ -358,7 +371,7 @@ PtrLoggerResultEvent LoggerApi::getEvents(const QString& id, timespec time, int 
 PtrLoggerResultEvent LoggerApi::getSelectedEvents(const QString& id, timespec time, int offset, int count)
 {
     int baseTypeId = -1;
-    if (!identifyPaged(LoggerType::EVENT, LoggerDataType::EVENT, id, baseTypeId)) {
+    if (!identify(LoggerType::EVENT, LoggerDataType::EVENT, id, baseTypeId, 0)) {
         return nullptr;
     }
     const std::shared_ptr<DefnBaseType> eventType = readEventType(baseTypeId);
@@ -468,7 +481,7 @@ bool LoggerApi::checkPqEvents(PtrLoggerResultPqEvent result)
 PtrLoggerResultPqEvent LoggerApi::getPqEvents(const QString& id, timespec time, int maxItems)
 {
     int baseTypeId = -1;
-    if (!identifyPaged(LoggerType::PQEVENT, LoggerDataType::PQEVENT, id, baseTypeId)) {
+    if (!identify(LoggerType::PQEVENT, LoggerDataType::PQEVENT, id, baseTypeId, 0)) {
         return nullptr;
     }
     if (readPqEventType(baseTypeId) == nullptr) {
@@ -501,7 +514,7 @@ PtrLoggerResultPqEvent LoggerApi::getPqEvents(const QString& id, timespec start,
 PtrLoggerResultPqEvent LoggerApi::getSelectedPqEvents(const QString& id, timespec time, int offset, int count)
 {
     int baseTypeId = -1;
-    if (!identifyPaged(LoggerType::PQEVENT, LoggerDataType::PQEVENT, id, baseTypeId)) {
+    if (!identify(LoggerType::PQEVENT, LoggerDataType::PQEVENT, id, baseTypeId, 0)) {
         return nullptr;
     }
     readPqEventType(baseTypeId); // loaded, not looked at: the page looks the logger up itself
@@ -519,7 +532,7 @@ PtrLoggerResultPqEvent LoggerApi::getSelectedPqEvents(const QString& id, timespe
 PtrLoggerResultRseEvent LoggerApi::getRseEvents(const QString& id, timespec time, int maxItems)
 {
     int baseTypeId = -1;
-    if (!identifyPaged(LoggerType::PQEVENT, LoggerDataType::PQEVENT, id, baseTypeId)) {
+    if (!identify(LoggerType::PQEVENT, LoggerDataType::PQEVENT, id, baseTypeId, 0)) {
         return nullptr;
     }
     if (readPqEventType(baseTypeId) == nullptr) {
@@ -552,7 +565,7 @@ PtrLoggerResultRseEvent LoggerApi::getRseEvents(const QString& id, timespec star
 PtrLoggerResultRseEvent LoggerApi::getSelectedRseEvents(const QString& id, timespec time, int offset, int count)
 {
     int baseTypeId = -1;
-    if (!identifyPaged(LoggerType::PQEVENT, LoggerDataType::PQEVENT, id, baseTypeId)) {
+    if (!identify(LoggerType::PQEVENT, LoggerDataType::PQEVENT, id, baseTypeId, 0)) {
         return nullptr;
     }
     readPqEventType(baseTypeId); // loaded, not looked at: the page looks the logger up itself
@@ -614,7 +627,7 @@ DataEventClass35 LoggerApi::getPqEventClasses(const QString& id, timespec start,
 PtrLoggerResultSignalEvent LoggerApi::getSignalEvents(const QString& id, timespec time, int maxItems)
 {
     int baseTypeId = -1;
-    if (!identifyPaged(LoggerType::PQEVENT, LoggerDataType::SIGNALEVENT, id, baseTypeId)) {
+    if (!identify(LoggerType::PQEVENT, LoggerDataType::SIGNALEVENT, id, baseTypeId, 0)) {
         return nullptr;
     }
     if (readPqEventType(baseTypeId) == nullptr) {
@@ -637,7 +650,7 @@ PtrLoggerResultSignalEvent LoggerApi::getSelectedSignalEvents(const QString& id,
                                                               int count)
 {
     int baseTypeId = -1;
-    if (!identifyPaged(LoggerType::PQEVENT, LoggerDataType::SIGNALEVENT, id, baseTypeId)) {
+    if (!identify(LoggerType::PQEVENT, LoggerDataType::SIGNALEVENT, id, baseTypeId, 0)) {
         return nullptr;
     }
     readPqEventType(baseTypeId); // loaded, not looked at: the page looks the logger up itself

@@ -24,14 +24,8 @@ std::shared_ptr<LoggerResult<T>> LoggerApi::readTimeRange(LoggerType type, Logge
                                                           const QString& id, timespec start, timespec end,
                                                           int maxItems, int* firstItemId)
 {
-    // Also follows a writer that has restarted since the last call.
-    if (!mDatabase.checkValidity()) {
-        return nullptr;
-    }
-    const int baseTypeId = getBaseTypeId(type, dataType, id);
-    if (baseTypeId < 0) {
-        reportUnknownId(type, dataType, id);
-        readPause(kFailedLookupPause);
+    int baseTypeId = -1;
+    if (!identify(type, dataType, id, baseTypeId, kFailedLookupPause)) {
         return nullptr;
     }
     std::shared_ptr<LoggerResult<T>> result = readItems<T>(type, baseTypeId, start, end, maxItems, firstItemId);
