@@ -17,9 +17,6 @@
 
 namespace {
 
-// The complex logger: one per device, every 10 minutes.
-const QLatin1String kComplexHarmonicsId("aggr.mean_10min.harm_complex.values_0");
-
 constexpr unsigned int kOrders = 51;         // orders per channel in a complex item
 constexpr unsigned int kComputedOrders = 50; // order 50 is never computed from the complex values
 constexpr unsigned int kChannels = 7;        // channels of a complex item (357 / 51)
@@ -272,7 +269,7 @@ PtrLoggerResultHarmonics LoggerApi::getComplexAmplitudeArray(const QString& id, 
 {
     LoggerHeader header{};
     PtrLoggerResultComplexArray complexValues =
-        getComplexArrayWithHeader(kComplexHarmonicsId, start, end, header);
+        getComplexArrayWithHeader(QLatin1String(kComplexHarmonicsId), start, end, header);
     // A read that found a file has a Parameter1 already: the read defaults a 0.0 of the file.
     float maxLoad = header.Parameter1;
     if (maxLoad == 0.0f) {
