@@ -306,6 +306,22 @@ public:
                                                        int interval);
 
 private:
+    // The complex logger of the harmonics: one per device, every 10 minutes.
+    static constexpr const char kComplexHarmonicsId[] = "aggr.mean_10min.harm_complex.values_0";
+
+    // The statistic of one value of every item of a measured logger, which value gives: the
+    // items of start to end judged against nominal x lowerPercent / 100 and nominal x
+    // upperPercent / 100, the logger's interval expected between them. Null where the store is
+    // not valid, the id is not catalogued with dataType (after the lookup pause) and where the
+    // read fails.
+    template <typename T, typename Value>
+    std::shared_ptr<DataStatisticBase<float>> itemStatistic(LoggerDataType dataType, const QString& id,
+                                                            timespec start, timespec end, float nominal,
+                                                            float lowerPercent, float upperPercent, Value value);
+    // The harmonic orders that the statistic judges, before anything is read: orders in 0 to 50,
+    // and arrays where count is above 0. False with the last error otherwise.
+    static bool checkHarmonicOrders(const QString& id, const int* orders, const float* limits, int count);
+
     // The way of every read by time: the store must be valid (else null at once, without a
     // pause), the identification must be catalogued for the family (else null after the pause
     // of a failed lookup), and then the items of the range, at most maxItems where that is 1

@@ -16,6 +16,7 @@
 #include "LoggerResult.h"
 #include "LoggerTimeStamp.h"
 #include "LoggerTypes.h"
+#include "StatisticCalculator.h"
 
 #include <QString>
 
@@ -98,6 +99,14 @@ public:
     template <int N>
     std::shared_ptr<DataHistogram<N>> getHistogram(const QString& id, timespec start, timespec end,
                                                    bool cumulative);
+    // The statistic of a histogram logger of N classes: the merged histogram of start to end
+    // (getHistogram, not cumulative) judged against nominal x lowerPercent / 100 and nominal x
+    // upperPercent / 100, in per cent of its expected values. The classes are located on the
+    // frequency scale of 2650 classes over the record's limits whatever N is, the last class N - 1
+    // taking all above it. Null where getHistogram answers null.
+    template <int N>
+    std::shared_ptr<DataStatisticBase<float>> getStatistic(const QString& id, timespec start, timespec end,
+                                                           float nominal, float lowerPercent, float upperPercent);
     // Merges records into one histogram of start to end. The records taken are those whose end
     // (utc) lies in the range; the first one is copied whole, each further one is weighted by its
     // maxValues against the sum so far, in double precision, and adds its counts. A record whose
@@ -463,6 +472,17 @@ inline QString traceTime(timespec time)
     return QString::number(LoggerTimeStamp::getSeconds(time), 'f', 3);
 }
 
+// The trace line of a statistic: its period and its counts or shares.
+inline QString statisticTraceLine(const QString& prefix, timespec start, timespec end, double total,
+                                  double missing, double max, double between, double violate)
+{
+    return prefix + traceTime(start) + QStringLiteral(" End: ") + traceTime(end) +
+           QStringLiteral(" Total: ") + QString::number(total) +
+           QStringLiteral(" Missing: ") + QString::number(missing) + QStringLiteral(" Max: ") +
+           QString::number(max) + QStringLiteral(" Between: ") + QString::number(between) +
+           QStringLiteral(" Violate: ") + QString::number(violate);
+}
+
 // The trace line of a histogram record: its period, counts, the sum of its per cent and quality.
 template <int N> QString histogramTraceLine(const QString& prefix, const DataHistogram<N>& record)
 {
@@ -524,6 +544,35 @@ std::shared_ptr<DataHistogram<N>> LoggerApiBase::getHistogram(const QString& id,
         return nullptr;
     }
     return sumHistograms<N>(*records, start, end, interval, cumulative);
+}
+
+template <int N>
+std::shared_ptr<DataStatisticBase<float>> LoggerApiBase::getStatistic(const QString& id, timespec start,
+                                                                      timespec end, float nominal,
+                                                                      float lowerPercent, float upperPercent)
+{
+    using loggerapi_detail::statisticTraceLine;
+    TraceString(QStringLiteral("getStatistic()..."));
+    const std::shared_ptr<DataHistogram<N>> histogram = getHistogram<N>(id, start, end, false);
+    if (histogram == nullptr) {
+        return nullptr;
+    }
+    qzlogger::StatisticCalculator calculator(1);
+    const double lower = lowerPercent / 100.0 * nominal;
+    const double upper = upperPercent / 100.0 * nominal;
+    calculator.setLowerLimits(&lower);
+    calculator.setUpperLimits(&upper);
+    calculator.getHistogramData<N>(*histogram, N - 1);
+    TraceString(statisticTraceLine(QStringLiteral("getStatistic Hist,    Start: "), histogram->utcStart,
+                                   histogram->utc, calculator.getTotalValues(),
+                                   calculator.getMissingDataElements(), calculator.getMaxValues(),
+                                   calculator.getBetweenLimits(), calculator.getLimitViolation()));
+    std::shared_ptr<DataStatisticBase<float>> result =
+        std::make_shared<DataStatisticBase<float>>(calculator.getDataStatistic());
+    TraceString(statisticTraceLine(QStringLiteral("getStatistic Result,  Start: "), result->utcStart, result->utc,
+                                   calculator.getTotalValues(), result->missing, calculator.getMaxValues(),
+                                   result->betweenLimits, result->limitViolation));
+    return result;
 }
 
 template <int N>

@@ -105,6 +105,12 @@ private:
     timespec binEndReaching(timespec binEnd, timespec time) const;
     // binEnd + mInterval seconds.
     timespec nextBinEnd(timespec binEnd) const;
+    // The record of the bin from index to binEnd as getMeanValue gives it, and in count the
+    // number of items that getValueCount finds for it. One walk reads each item once; counting
+    // a bin apart before folding it would read every item again, for a day of second values
+    // the larger part of the time. index must lie inside in.
+    template <typename In, typename Out>
+    Out foldBin(LoggerResult<In, void*>& in, int index, timespec binEnd, int& count);
     // The values a full bin holds: the whole number of input intervals in the grid interval,
     // at most INT_MAX; 0 where the input has no interval above 0.
     static int expectedValues(int interval, double inputInterval);
@@ -204,36 +210,51 @@ int LoggerAggregator::getValueCount(std::shared_ptr<LoggerResult<In, void*>> in,
 }
 
 template <typename In, typename Out>
-Out LoggerAggregator::getMeanValue(std::shared_ptr<LoggerResult<In, void*>> in, int index, timespec binEnd)
+Out LoggerAggregator::foldBin(LoggerResult<In, void*>& in, int index, timespec binEnd, int& count)
 {
     Out record{};
     record.utc = binEnd;
     record.quality = 0;
-    const int available = (in == nullptr || in->mItems == nullptr) ? 0 : in->mNumItems;
-    if (index < 0 || index >= available) {
-        return record;
-    }
-    // An empty bin still reads the item at index, and a count below 1 divides by 1.
-    int count = getValueCount<In>(in, index, binEnd);
-    if (count < 1) {
-        count = 1;
-    }
     float min = std::numeric_limits<float>::quiet_NaN();
     float max = std::numeric_limits<float>::quiet_NaN();
     double sum = 0.0;
-    for (int position = index; position < index + count; ++position) {
+    const auto take = [&](In& item) {
         float itemMin = 0.0f;
         float itemMax = 0.0f;
         float itemMean = 0.0f;
-        getMinMaxMean<In>(in->mItems[position], itemMin, itemMax, itemMean);
+        getMinMaxMean<In>(item, itemMin, itemMax, itemMean);
         loggeraggregator_detail::takeMin(itemMin, min);
         loggeraggregator_detail::takeMax(itemMax, max);
         // Not itemMean: a double value adds to the sum unnarrowed.
-        sum += sumValue(in->mItems[position]);
+        sum += sumValue(item);
+    };
+    int position = index;
+    while (position < in.mNumItems && !loggeraggregator_detail::isLater(in.mItems[position].utc, binEnd)) {
+        take(in.mItems[position]);
+        ++position;
     }
-    const float mean = static_cast<float>(sum / static_cast<double>(count));
+    count = position - index;
+    // An empty bin still reads the item at index, and a count below 1 divides by 1.
+    if (count == 0) {
+        take(in.mItems[index]);
+    }
+    const float mean = static_cast<float>(sum / static_cast<double>(count < 1 ? 1 : count));
     storeValues(record, min, max, mean);
     return record;
+}
+
+template <typename In, typename Out>
+Out LoggerAggregator::getMeanValue(std::shared_ptr<LoggerResult<In, void*>> in, int index, timespec binEnd)
+{
+    const int available = (in == nullptr || in->mItems == nullptr) ? 0 : in->mNumItems;
+    if (index < 0 || index >= available) {
+        Out record{};
+        record.utc = binEnd;
+        record.quality = 0;
+        return record;
+    }
+    int count = 0;
+    return foldBin<In, Out>(*in, index, binEnd, count);
 }
 
 template <typename In, typename Out>
@@ -276,12 +297,12 @@ int LoggerAggregator::aggregateValues(std::shared_ptr<LoggerResult<In, void*>> i
     int inputIndex = 0;
     int outputIndex = 0;
     while (inputIndex < inputSize && outputIndex < outputSize) {
-        const int count = getValueCount<In>(in, inputIndex, mBinEnd);
-        if (count == 0) {
+        if (loggeraggregator_detail::isLater(in->mItems[inputIndex].utc, mBinEnd)) {
             mBinEnd = binEndReaching(mBinEnd, in->mItems[inputIndex].utc);
             continue;
         }
-        Out record = getMeanValue<In, Out>(in, inputIndex, mBinEnd);
+        int count = 0;
+        Out record = foldBin<In, Out>(*in, inputIndex, mBinEnd, count);
         if (count < expected) {
             record.quality |= kQualityIncomplete;
         }

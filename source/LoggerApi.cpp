@@ -311,54 +311,6 @@ void LoggerApi::writePercentileValuesToFile(const QString&, timespec, timespec, 
     reportNotAvailable("writePercentileValuesToFile");
 }
 
-PtrLoggerResultStatistic LoggerApi::getStatisticValues(const QString&, timespec, timespec)
-{
-    reportNotAvailable("getStatisticValues");
-    return nullptr;
-}
-
-std::shared_ptr<DataStatisticBase<float>> LoggerApi::calculateStatistic(const QString&, timespec, timespec,
-                                                                        int)
-{
-    reportNotAvailable("calculateStatistic");
-    return nullptr;
-}
-
-std::shared_ptr<DataStatisticBase<float>> LoggerApi::getFrequencyStatistic(const QString&, timespec, timespec,
-                                                                           float, float, float)
-{
-    reportNotAvailable("getFrequencyStatistic");
-    return nullptr;
-}
-
-std::shared_ptr<DataStatisticBase<float>>
-LoggerApi::getMainsSignallingStatistic(const QString&, timespec, timespec, float, float, float)
-{
-    reportNotAvailable("getMainsSignallingStatistic");
-    return nullptr;
-}
-
-std::shared_ptr<DataStatisticBase<float>> LoggerApi::getMeanStatistic(const QString&, timespec, timespec,
-                                                                      float, float, float)
-{
-    reportNotAvailable("getMeanStatistic");
-    return nullptr;
-}
-
-std::shared_ptr<DataStatisticBase<float>> LoggerApi::getHarmonicsStatistic(const QString&, timespec, timespec,
-                                                                           int*, float*, int, bool)
-{
-    reportNotAvailable("getHarmonicsStatistic");
-    return nullptr;
-}
-
-std::shared_ptr<DataStatisticBase<float>> LoggerApi::getVtqStatistic(const QString&, timespec, timespec,
-                                                                     float, float, float)
-{
-    reportNotAvailable("getVtqStatistic");
-    return nullptr;
-}
-
 DataSamplesBase<short, short>* LoggerApi::convertFloatTo16Bit(DataSamplesBase<float, int>*, int, float, float)
 {
     reportNotAvailable("convertFloatTo16Bit");
@@ -435,9 +387,3 @@ PtrLoggerResultSystemMeter LoggerApi::getSystemMeterValues(const QString& id, ti
     return readTimeRange<DataSystemMeter>(LoggerType::CYCLIC, LoggerDataType::SMETER, id, start, end);
 }
 
-std::shared_ptr<DataStatisticBase<float>>
-LoggerApi::getMeanArray14Statistic(const QString&, unsigned int, timespec, timespec, float, float, float)
-{
-    reportNotAvailable("getMeanArray14Statistic");
-    return nullptr;
-}

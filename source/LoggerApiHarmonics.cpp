@@ -17,14 +17,27 @@
 
 namespace {
 
-// The complex logger: one per device, every 10 minutes.
-const QLatin1String kComplexHarmonicsId("aggr.mean_10min.harm_complex.values_0");
-
 constexpr unsigned int kOrders = 51;         // orders per channel in a complex item
 constexpr unsigned int kComputedOrders = 50; // order 50 is never computed from the complex values
 constexpr unsigned int kChannels = 7;        // channels of a complex item (357 / 51)
 constexpr unsigned int kFirstCurrentChannel = 3;
 constexpr float kMissingMaxLoad = 100.0f; // maximum load where the file header has none
+
+// The magnitude of a complex value as cabsf gives it. For finite parts the C library's hypotf
+// rounds to float the square root of the sum of the squares taken in double, where a float's
+// square is exact and cannot overflow. That is written out here, bit for bit the same, because a
+// call per order costs more than the root itself. Infinite and NaN parts go to hypotf.
+inline float magnitude(std::complex<float> value)
+{
+    const float re = value.real();
+    const float im = value.imag();
+    if (std::isfinite(re) && std::isfinite(im)) {
+        const double real = re;
+        const double imaginary = im;
+        return static_cast<float>(std::sqrt(real * real + imaginary * imaginary));
+    }
+    return std::hypot(re, im);
+}
 
 bool containsAny(const QString& id, std::initializer_list<const char*> parts)
 {
@@ -109,8 +122,7 @@ void LoggerApi::calculateAmplitude(DataComplexArray& source, DataHarmonics& targ
 
     const std::complex<float>* values = source.values + channel * kOrders;
     for (unsigned int order = 0; order < kComputedOrders; ++order) {
-        // cabsf: the hypotenuse of the two parts, without overflow of their squares.
-        target.values[order] = std::hypot(values[order].real(), values[order].imag());
+        target.values[order] = magnitude(values[order]);
         if (!percent)
             continue;
         if (order == 1) {
@@ -272,7 +284,7 @@ PtrLoggerResultHarmonics LoggerApi::getComplexAmplitudeArray(const QString& id, 
 {
     LoggerHeader header{};
     PtrLoggerResultComplexArray complexValues =
-        getComplexArrayWithHeader(kComplexHarmonicsId, start, end, header);
+        getComplexArrayWithHeader(QLatin1String(kComplexHarmonicsId), start, end, header);
     // A read that found a file has a Parameter1 already: the read defaults a 0.0 of the file.
     float maxLoad = header.Parameter1;
     if (maxLoad == 0.0f) {

@@ -261,8 +261,6 @@ TEST_F(LoggerApiInterfaceTest, GettersStillToComeAnswerTheirFailureValueAndSaySo
     EXPECT_TRUE(api.getFileList(LoggerType::CYCLIC, LoggerDataType::MEAN, QString()).empty());
     EXPECT_EQ(api.getFilteredMeanValues(id, start, end, 1u), nullptr);
     EXPECT_EQ(api.getRms_1_2_Values(id, start, end), nullptr);
-    EXPECT_EQ(api.getStatisticValues(id, start, end), nullptr);
-    EXPECT_EQ(api.getMeanStatistic(id, start, end, 230.0f, 90.0f, 110.0f), nullptr);
     EXPECT_EQ(api.getMaximalLoggerSize(LoggerType::CYCLIC, LoggerDataType::MEAN), 0.0);
 
     const LoggerResultList<DataXtq<float>> all = api.getAllRms_1_2_Values(id, api.getTimeId(end));
@@ -358,8 +356,8 @@ TEST_F(LoggerApiInterfaceTest, OperationsDispatchThroughTheInterface)
     timespec rangeEnd{};
     EXPECT_FALSE(api->getTimeRange(LoggerType::CYCLIC, LoggerDataType::VTQ, id, rangeStart, rangeEnd));
     EXPECT_EQ(countNotAvailable("getTimeRange"), 1);
-    EXPECT_EQ(api->getMeanArray14Statistic(id, 3, start, end, 230.0f, 90.0f, 110.0f), nullptr);
-    EXPECT_EQ(countNotAvailable("getMeanArray14Statistic"), 1);
+    EXPECT_EQ(api->getRms_1_2_Values(id, start, end), nullptr);
+    EXPECT_EQ(countNotAvailable("getRms_1_2_Values"), 1);
     EXPECT_TRUE(mPauses.empty());
 }
 

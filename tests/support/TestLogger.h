@@ -25,12 +25,12 @@ public:
     QString getLoggerName() override { return QStringLiteral("TestLogger ") + mIdString; }
     QString getConfiguratedMeasuredTypeId() override { return mIdString; }
     int getDataBlockSize() const override { return mBlockSize; }
-    double getInterval() override { return 1.0; }
+    double getInterval() override { return mInterval; }
     DataMeasType getDataMeasType(const QString& idString) override
     {
         DataMeasType measType;
         measType.configId = idString;
-        measType.interval = 1.0;
+        measType.interval = mInterval;
         return measType;
     }
     bool readDataToUpdate() override
@@ -40,11 +40,14 @@ public:
     }
 
     void setIdString(const QString& idString) { mIdString = idString; }
+    // The seconds between items that the catalogue keeps for the logger; set before it starts.
+    void setInterval(double interval) { mInterval = interval; }
     int readsToUpdate() const { return mReadsToUpdate; }
 
 private:
     QString mIdString;
     int mBlockSize;
+    double mInterval = 1.0;
     int mReadsToUpdate = 0;
 };
 
