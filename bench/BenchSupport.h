@@ -7,6 +7,9 @@
 
 #include <benchmark/benchmark.h>
 
+#include <QByteArray>
+#include <QtGlobal>
+
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
@@ -24,6 +27,19 @@ inline bool runNameForRatio(const benchmark::BenchmarkReporter::Run& run, std::s
     name = run.run_name.str();
     return true;
 }
+
+#ifdef QZLOGGER_BENCH_SDCARD_SIMULATOR
+// The start of a program that runs on a store: the card simulator built alongside unless
+// QZLOGGER_SDCARD_SIMULATOR names another, and Google Benchmark's own options. False where an
+// option is not understood, which has been reported then.
+inline bool initializeStoreBench(int* argc, char** argv)
+{
+    if (!qEnvironmentVariableIsSet("QZLOGGER_SDCARD_SIMULATOR"))
+        qputenv("QZLOGGER_SDCARD_SIMULATOR", QZLOGGER_BENCH_SDCARD_SIMULATOR);
+    benchmark::Initialize(argc, argv);
+    return !benchmark::ReportUnrecognizedArguments(*argc, argv);
+}
+#endif
 
 // Peak resident memory of this process so far, in kilobytes.
 inline long peakResidentKb()

@@ -651,11 +651,8 @@ void registerBenchmarks()
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
-    if (!qEnvironmentVariableIsSet("QZLOGGER_SDCARD_SIMULATOR"))
-        qputenv("QZLOGGER_SDCARD_SIMULATOR", QZLOGGER_BENCH_SDCARD_SIMULATOR);
     keepWarningsOnly();
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+    if (!initializeStoreBench(&argc, argv))
         return 1;
     const auto store = std::make_unique<QuotaStore>();
     if (!store->started) {

@@ -192,10 +192,7 @@ private:
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
-    if (!qEnvironmentVariableIsSet("QZLOGGER_SDCARD_SIMULATOR"))
-        qputenv("QZLOGGER_SDCARD_SIMULATOR", QZLOGGER_BENCH_SDCARD_SIMULATOR);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+    if (!initializeStoreBench(&argc, argv))
         return 1;
     setReadPauseObserverForTesting([](unsigned long milliseconds) {
         gPauseBegan = Clock::now();

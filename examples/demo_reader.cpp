@@ -1,7 +1,8 @@
 // The reader of the demonstration: a separate process that shares nothing with the writer but
 // the card's files and the catalogue. It brings the store up as a reader, asks the read API for
 // the demonstration's loggers by identification and time range, and prints a short summary of
-// each; then the last day's means folded onto 10-minute intervals, the last page of alarms with
+// each; then the last day's means folded onto 10-minute intervals, the share of the last day's
+// frequency within 50 Hz +- 1 % from its histograms, the last page of alarms with
 // their texts, the operator entries of the span, and the dips and swells of the span's last day
 // with their 5 x 7 table of duration and depth classes. The span is given by --from and --to,
 // each either ISO 8601 (2024-05-01T10:00:00Z; a time without a zone is UTC) or seconds since
@@ -32,6 +33,7 @@ const char* const kMeanId = "mean_3s.voltage_l1.out.mean_out";
 const char* const kVtqId = "aggr.mean_10min.frequency.out";
 const char* const kAlarmLogName = "alarms.demo";
 const char* const kPqEventId = "pq.events.demo";
+const char* const kFrequencyHistogramId = "histogramloggerfrequency";
 constexpr int kAlarmPage = 10; // alarms on the last page
 
 timespec at(long long seconds)
@@ -205,6 +207,26 @@ bool printPqEventTable(LoggerApiInterface& api, long long from, long long to)
     return true;
 }
 
+// The last day's frequency against 49.5 to 50.5 Hz (50 Hz +- 1 %), from the 10-minute histograms
+// merged over the day: the shares of the day's expected values within, outside and missing.
+bool printFrequencyStatistic(LoggerApiInterface& api, long long from, long long to)
+{
+    const long long dayStart = std::max(from, to - 86400);
+    const std::shared_ptr<DataStatisticBase<float>> day = api.getFrequencyStatistic(
+        QString::fromLatin1(kFrequencyHistogramId), at(dayStart), at(to), 50.0f, 99.0f, 101.0f);
+    if (day == nullptr) {
+        std::printf("frequency     %s: no answer (%s)\n", kFrequencyHistogramId,
+                    qPrintable(LoggerApiInterface::getLastError()));
+        return false;
+    }
+    std::printf("frequency     %s: 49.5 to 50.5 Hz from %s to %s: %.2f %% within, %.2f %% outside, %.2f %% "
+                "missing\n",
+                kFrequencyHistogramId, qPrintable(timeText(day->utcStart)), qPrintable(timeText(day->utc)),
+                static_cast<double>(day->betweenLimits), static_cast<double>(day->limitViolation),
+                static_cast<double>(day->missing));
+    return true;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -269,10 +291,11 @@ int main(int argc, char** argv)
     const auto vtqs = api->getVtqValues(QString::fromLatin1(kVtqId), at(from), at(to));
     summarise("10-min values", kVtqId, vtqs, [](const DataXtq<float>& item) { return item.value; });
     const bool aggregated = printTenMinuteMeans(*api, from, to);
+    const bool frequencyRead = printFrequencyStatistic(*api, from, to);
     const bool alarmsRead = printAlarmPage(*api, to);
     const bool operatorRead = printOperatorEntries(*api, from, to);
     const bool pqRead = printPqEventTable(*api, from, to);
     std::printf("files open in this reader: %d\n", api->getNumberOfOpenedFiles());
     db.close();
-    return means != nullptr && vtqs != nullptr && aggregated && alarmsRead && operatorRead && pqRead ? 0 : 1;
+    return means != nullptr && vtqs != nullptr && aggregated && frequencyRead && alarmsRead && operatorRead && pqRead ? 0 : 1;
 }

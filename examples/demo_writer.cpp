@@ -1,7 +1,10 @@
 // The writer of the demonstration: brings the store up as the instrument's writer on the card
-// that the card service reports, and writes synthetic measurements of five loggers:
+// that the card service reports, and writes synthetic measurements of six loggers:
 //   - 3-second mean values of a voltage (DataMean, "mean_3s.voltage_l1.out.mean_out"),
 //   - 10-minute values of the frequency (DataXtq<float>, "aggr.mean_10min.frequency.out"),
+//   - 10-minute histograms of the frequency of every second (DataHistogram<2650>,
+//     "histogramloggerfrequency", 45 to 55 Hz), filled with qzlogger::HistogramCalculator; the
+//     frequency leaves 49.5 to 50.5 Hz for ten minutes every day at 03:00 UTC,
 //   - alarms of the event alarm log "alarms.demo" (a LoggerEventAlarm with its texts),
 //   - voltage dips and swells of chosen depth and duration (DataPqEvent, "pq.events.demo"),
 //     spread evenly over the span,
@@ -34,6 +37,7 @@
 #include <csignal>
 #include <cstdio>
 #include <ctime>
+#include <memory>
 
 namespace {
 
@@ -43,10 +47,14 @@ constexpr int kMeanCacheItems = 100;    // the cache writes a block of this many
 constexpr int kCacheQuietMs = 5000;     // or after this quiet period
 constexpr int kOperatorEveryHours = 4;  // one operator entry this often in simulated time
 constexpr int kAlarmEverySeconds = 10;  // at the clock's pace, a look at the voltage this often
+constexpr int kHistogramPeriod = 600;   // seconds of frequency values in one histogram record
+constexpr int kFrequencyClasses = 2650;
+constexpr int kLowFrequencyStart = 3 * 3600; // seconds into the UTC day of the low frequency
 const char* const kMeanId = "mean_3s.voltage_l1.out.mean_out";
 const char* const kVtqId = "aggr.mean_10min.frequency.out";
 const char* const kAlarmLogName = "alarms.demo";
 const char* const kPqEventId = "pq.events.demo";
+const char* const kFrequencyHistogramId = "histogramloggerfrequency";
 const char* const kHighVoltageText = "voltage L1 above 232 V";
 const char* const kLowVoltageText = "voltage L1 below 228 V";
 const char* const kNormalVoltageText = "voltage L1 back to normal";
@@ -122,6 +130,16 @@ DataXtq<float> frequencyAt(time_t second)
     return item;
 }
 
+// The frequency of one second: close to 50 Hz, but for ten minutes a day at 49.3 Hz.
+float frequencyOfSecond(time_t second)
+{
+    const time_t ofDay = second % 86400;
+    if (ofDay >= kLowFrequencyStart && ofDay < kLowFrequencyStart + kHistogramPeriod)
+        return 49.3f;
+    return static_cast<float>(50.0 + 0.02 * std::sin(static_cast<double>(second) / 3600.0) +
+                              0.05 * std::sin(static_cast<double>(second) / 7.0));
+}
+
 // The dips and swells of the span: residual voltage in per cent of the reference 230 V and
 // duration, chosen so that the day's 5 x 7 table of duration and depth classes has entries in
 // several rows and columns, and one event (95 %) that lies in no dip or swell class.
@@ -176,6 +194,7 @@ struct Counts {
     int vtqs = 0;
     int alarms = 0;
     int pqEvents = 0;
+    int histograms = 0;
     int operations = 0;
     int refused = 0;
 };
@@ -203,6 +222,52 @@ private:
     const char* mLastText = kNormalVoltageText;
 };
 
+// The frequency of every second counted into a histogram of 45 to 55 Hz, one record every ten
+// minutes, as the instrument's host fills them.
+class FrequencyHistograms {
+public:
+    explicit FrequencyHistograms(LoggerTemplate<DataHistogram<kFrequencyClasses>>& log)
+        : mLog(log), mCalculator(mClasses, kFrequencyClasses)
+    {
+        mCalculator.setParameters(45.0f, 55.0f, at(1));
+    }
+
+    void add(time_t second, Counts& counts)
+    {
+        if (mCalculator.getTotalValues() == 0)
+            mPeriodStart = second;
+        mCalculator.add(frequencyOfSecond(second), at(second), false);
+        mPeriodEnd = second;
+        if ((second + 1) % kHistogramPeriod == 0)
+            write(counts);
+    }
+
+    // The period so far as a record; nothing where it holds no value.
+    void write(Counts& counts)
+    {
+        if (mCalculator.getTotalValues() == 0)
+            return;
+        DataHistogram<kFrequencyClasses> record{};
+        record.utcStart = at(mPeriodStart);
+        record.utc = at(mPeriodEnd);
+        record.lowerLimit = mCalculator.getLowerLimit();
+        record.upperLimit = mCalculator.getUpperLimit();
+        record.totalValues = static_cast<int32_t>(mCalculator.getTotalValues());
+        record.maxValues = mCalculator.calculateMaxDataElements();
+        record.missingValues = record.maxValues - record.totalValues;
+        mCalculator.calculatePercent(record.percent);
+        mLog.writeLoggerItem(&record) ? ++counts.histograms : ++counts.refused;
+        mCalculator.clear();
+    }
+
+private:
+    LoggerTemplate<DataHistogram<kFrequencyClasses>>& mLog;
+    int mClasses[kFrequencyClasses] = {};
+    qzlogger::HistogramCalculator mCalculator;
+    time_t mPeriodStart = 0;
+    time_t mPeriodEnd = 0;
+};
+
 // The dips and swells, one at each of kNumPqEvents seconds spread evenly over the span.
 class PqEvents {
 public:
@@ -228,9 +293,11 @@ private:
 
 // Everything due at this second of the span.
 void writeSecond(time_t second, DemoLogger<DataMean>& means, DemoLogger<DataXtq<float>>& vtqs,
-                 VoltageAlarms& alarms, PqEvents& pqEvents, bool realtime, Counts& counts)
+                 VoltageAlarms& alarms, PqEvents& pqEvents, FrequencyHistograms& histograms, bool realtime,
+                 Counts& counts)
 {
     pqEvents.check(second, counts);
+    histograms.add(second, counts);
     if (second % kMeanInterval == 0) {
         const DataMean item = meanAt(second);
         means.writeLoggerItem(&item) ? ++counts.means : ++counts.refused;
@@ -291,6 +358,9 @@ int main(int argc, char** argv)
                                realtimeSeconds > 0 ? 1 : kMeanCacheItems);
     DemoLogger<DataXtq<float>> vtqs(LoggerDataType::VTQ, kVtqId, kVtqInterval, 1);
     DemoLogger<DataPqEvent> pqLog(LoggerDataType::PQEVENT, kPqEventId, 0.0, 1, LoggerType::PQEVENT);
+    // The interval of a histogram logger is that of the values counted, one a second.
+    DemoLogger<DataHistogram<kFrequencyClasses>> histogramLog(LoggerDataType::HISTOGRAM, kFrequencyHistogramId, 1.0,
+                                                              1);
     LoggerEventAlarm alarmLog;
     alarmLog.setLoggerName(kAlarmLogName);
     LoggerOperatorInterface::setEnabled(true);
@@ -305,6 +375,8 @@ int main(int argc, char** argv)
         return 1;
     }
     VoltageAlarms alarms(alarmLog);
+    // Some 10 kB of classes: not on the stack.
+    const std::unique_ptr<FrequencyHistograms> histograms = std::make_unique<FrequencyHistograms>(histogramLog);
 
     Counts counts;
     time_t first = 0;
@@ -315,7 +387,7 @@ int main(int argc, char** argv)
         for (time_t second = first; second < first + realtimeSeconds && !gStop; ++second) {
             while (std::time(nullptr) < second && !gStop)
                 QThread::msleep(20);
-            writeSecond(second, means, vtqs, alarms, pqEvents, true, counts);
+            writeSecond(second, means, vtqs, alarms, pqEvents, *histograms, true, counts);
             last = second;
             if (second % 10 == 0) {
                 std::printf("written up to %s\n", isoText(second).constData());
@@ -328,22 +400,23 @@ int main(int argc, char** argv)
         // The events fall into the last day, which the reader classifies.
         PqEvents pqEvents(pqLog, std::max(first, last - 86400), last);
         for (time_t second = first; second <= last && !gStop; ++second)
-            writeSecond(second, means, vtqs, alarms, pqEvents, false, counts);
+            writeSecond(second, means, vtqs, alarms, pqEvents, *histograms, false, counts);
     }
+    histograms->write(counts); // the period that the span ends in
 
     // What waits in the caches goes to the card, and the catalogue learns the files' ends;
     // stopping the loggers closes their files and the catalogue.
-    const bool flushed = means.flush() && vtqs.flush() && pqLog.flush() && alarmLog.flush() &&
-                         LoggerOperatorInterface::flush();
-    const bool updated =
-        means.updateAccess() && vtqs.updateAccess() && pqLog.updateAccess() && alarmLog.updateAccess();
+    const bool flushed = means.flush() && vtqs.flush() && pqLog.flush() && histogramLog.flush() &&
+                         alarmLog.flush() && LoggerOperatorInterface::flush();
+    const bool updated = means.updateAccess() && vtqs.updateAccess() && pqLog.updateAccess() &&
+                         histogramLog.updateAccess() && alarmLog.updateAccess();
     database.startStopLoggers(false);
     alarmLog.closeTimer();
     std::printf("span: %s %s\n", isoText(first).constData(), isoText(last).constData());
-    std::printf("written: %d mean values (%s), %d 10-minute values (%s), %d alarms (%s), %d dips and swells "
-                "(%s), %d operator entries; %d refused\n",
-                counts.means, kMeanId, counts.vtqs, kVtqId, counts.alarms, kAlarmLogName, counts.pqEvents,
-                kPqEventId, counts.operations, counts.refused);
+    std::printf("written: %d mean values (%s), %d 10-minute values (%s), %d frequency histograms (%s), %d alarms "
+                "(%s), %d dips and swells (%s), %d operator entries; %d refused\n",
+                counts.means, kMeanId, counts.vtqs, kVtqId, counts.histograms, kFrequencyHistogramId, counts.alarms,
+                kAlarmLogName, counts.pqEvents, kPqEventId, counts.operations, counts.refused);
     // At the clock's pace the card may go out meanwhile, and its items are then refused; written
     // as fast as possible, every item must be taken.
     const bool complete = realtimeSeconds > 0 || counts.refused == 0;

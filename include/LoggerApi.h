@@ -318,6 +318,12 @@ private:
     std::shared_ptr<DataStatisticBase<float>> itemStatistic(LoggerDataType dataType, const QString& id,
                                                             timespec start, timespec end, float nominal,
                                                             float lowerPercent, float upperPercent, Value value);
+    // The statistic of a histogram logger of N classes (getStatistic): null at once where the
+    // store is not valid, and with the last error for an id not catalogued as such a logger.
+    template <int N>
+    std::shared_ptr<DataStatisticBase<float>> histogramStatistic(const QString& id, timespec start, timespec end,
+                                                                 float nominal, float lowerPercent,
+                                                                 float upperPercent);
     // The harmonic orders that the statistic judges, before anything is read: orders in 0 to 50,
     // and arrays where count is above 0. False with the last error otherwise.
     static bool checkHarmonicOrders(const QString& id, const int* orders, const float* limits, int count);
@@ -368,6 +374,10 @@ private:
     // The measured type of a catalogue id; null, with the last error and after the lookup pause,
     // where it cannot be loaded.
     std::shared_ptr<DefnBaseType> loadMeasuredType(int baseTypeId);
+    // Both for a CYCLIC logger: the measured type of id, catalogued with dataType, and its
+    // catalogue id in baseTypeId; null where either step fails, as each says.
+    std::shared_ptr<DefnBaseType> identifyMeasured(LoggerDataType dataType, const QString& id, int& baseTypeId,
+                                                   unsigned long pauseOnUnknown);
     // A page of a logger: offset and count as the caller gave them, turned into the count back
     // from time that the page reaches, without overflow.
     template <typename T, typename I>

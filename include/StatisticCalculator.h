@@ -72,6 +72,14 @@ public:
     template <int N> void getHistogramData(const DataHistogram<N>& record, int lastClass);
 
 private:
+    // What every value does first: the first one opens the period, the gap since the latest value
+    // teaches the interval where none is set and books the values missing in it (none after a
+    // change of the clock), and time becomes the latest.
+    void advance(timespec time, bool clockChanged, int itemsPerInterval);
+    // count values more expected and counted, their quality ORed in.
+    void countExpected(int count, long quality);
+    // One value of channel between the limits or violating them.
+    void judge(int channel, bool between);
     // The body of the histogram reads, over count classes of percent of maxValues expected values.
     void countClasses(const float* percent, int count, int lastClass, float lowerLimit, float upperLimit,
                       int maxValues);

@@ -41,10 +41,7 @@ std::shared_ptr<LoggerResult<T>> LoggerApi::readForAggregation(LoggerDataType da
                                                                int maxItems)
 {
     int baseTypeId = -1;
-    if (!identify(LoggerType::CYCLIC, dataType, id, baseTypeId, kFailedLookupPause)) {
-        return nullptr;
-    }
-    const std::shared_ptr<DefnBaseType> measuredType = loadMeasuredType(baseTypeId);
+    const std::shared_ptr<DefnBaseType> measuredType = identifyMeasured(dataType, id, baseTypeId, kFailedLookupPause);
     if (measuredType == nullptr) {
         return nullptr;
     }

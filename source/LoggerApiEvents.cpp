@@ -118,6 +118,15 @@ std::shared_ptr<DefnBaseType> LoggerApi::loadMeasuredType(int baseTypeId)
     return measuredType;
 }
 
+std::shared_ptr<DefnBaseType> LoggerApi::identifyMeasured(LoggerDataType dataType, const QString& id,
+                                                         int& baseTypeId, unsigned long pauseOnUnknown)
+{
+    if (!identify(LoggerType::CYCLIC, dataType, id, baseTypeId, pauseOnUnknown)) {
+        return nullptr;
+    }
+    return loadMeasuredType(baseTypeId);
+}
+
 void LoggerApi::reportNegativeCount(const QString& id, int count)
 {
     LoggerDb::getInstance().setError(
@@ -145,10 +154,7 @@ std::shared_ptr<LoggerResult<T>> LoggerApi::readMeasuredPage(LoggerDataType data
                                                              timespec time, int offset, int count)
 {
     int baseTypeId = -1;
-    if (!identify(LoggerType::CYCLIC, dataType, id, baseTypeId, 0)) {
-        return nullptr;
-    }
-    const std::shared_ptr<DefnBaseType> measuredType = loadMeasuredType(baseTypeId);
+    const std::shared_ptr<DefnBaseType> measuredType = identifyMeasured(dataType, id, baseTypeId, 0);
     if (measuredType == nullptr) {
         return nullptr;
     }

@@ -53,10 +53,7 @@ std::shared_ptr<DataStatisticBase<float>> LoggerApi::itemStatistic(LoggerDataTyp
     setLimits(calculator, nominal, lowerPercent, upperPercent);
     calculator.setStartTime(start);
     int baseTypeId = -1;
-    if (!identify(LoggerType::CYCLIC, dataType, id, baseTypeId, kFailedLookupPause)) {
-        return nullptr;
-    }
-    const std::shared_ptr<DefnBaseType> measuredType = loadMeasuredType(baseTypeId);
+    const std::shared_ptr<DefnBaseType> measuredType = identifyMeasured(dataType, id, baseTypeId, kFailedLookupPause);
     if (measuredType == nullptr) {
         return nullptr;
     }
@@ -231,15 +228,17 @@ std::shared_ptr<DataStatisticBase<float>> LoggerApi::getHarmonicsStatistic(const
 // ---------------------------------------------------------------------------------------------
 // Statistics of merged histograms.
 
-std::shared_ptr<DataStatisticBase<float>> LoggerApi::getFrequencyStatistic(const QString& id, timespec start,
-                                                                           timespec end, float nominal,
-                                                                           float lowerPercent, float upperPercent)
+template <int N>
+std::shared_ptr<DataStatisticBase<float>> LoggerApi::histogramStatistic(const QString& id, timespec start,
+                                                                        timespec end, float nominal,
+                                                                        float lowerPercent, float upperPercent)
 {
     if (!mDatabase.checkValidity()) {
         return nullptr;
     }
     std::shared_ptr<DataStatisticBase<float>> result =
-        getStatistic<kFrequencyClasses>(id, start, end, nominal, lowerPercent, upperPercent);
+        getStatistic<N>(id, start, end, nominal, lowerPercent, upperPercent);
+    // The lookup is asked once more on the failed path only, for the last error.
     if (result == nullptr && getBaseTypeId(LoggerType::CYCLIC, LoggerDataType::HISTOGRAM, id) < 0) {
         reportUnknownId(LoggerType::CYCLIC, LoggerDataType::HISTOGRAM, id);
     }
@@ -247,21 +246,19 @@ std::shared_ptr<DataStatisticBase<float>> LoggerApi::getFrequencyStatistic(const
     return result;
 }
 
+std::shared_ptr<DataStatisticBase<float>> LoggerApi::getFrequencyStatistic(const QString& id, timespec start,
+                                                                           timespec end, float nominal,
+                                                                           float lowerPercent, float upperPercent)
+{
+    return histogramStatistic<kFrequencyClasses>(id, start, end, nominal, lowerPercent, upperPercent);
+}
+
 std::shared_ptr<DataStatisticBase<float>> LoggerApi::getMainsSignallingStatistic(const QString& id,
                                                                                  timespec start, timespec end,
                                                                                  float nominal, float lowerPercent,
                                                                                  float upperPercent)
 {
-    if (!mDatabase.checkValidity()) {
-        return nullptr;
-    }
-    std::shared_ptr<DataStatisticBase<float>> result =
-        getStatistic<kMainsSignallingClasses>(id, start, end, nominal, lowerPercent, upperPercent);
-    if (result == nullptr && getBaseTypeId(LoggerType::CYCLIC, LoggerDataType::HISTOGRAM, id) < 0) {
-        reportUnknownId(LoggerType::CYCLIC, LoggerDataType::HISTOGRAM, id);
-    }
-    reportReversedRange(start, end);
-    return result;
+    return histogramStatistic<kMainsSignallingClasses>(id, start, end, nominal, lowerPercent, upperPercent);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -274,10 +271,8 @@ PtrLoggerResultStatistic LoggerApi::getStatisticValues(const QString& id, timesp
     }
     trace(QStringLiteral("getStatisticValues()..."));
     int baseTypeId = -1;
-    if (!identify(LoggerType::CYCLIC, LoggerDataType::STATISTIC, id, baseTypeId, kFailedLookupPause)) {
-        return nullptr;
-    }
-    const std::shared_ptr<DefnBaseType> measuredType = loadMeasuredType(baseTypeId);
+    const std::shared_ptr<DefnBaseType> measuredType =
+        identifyMeasured(LoggerDataType::STATISTIC, id, baseTypeId, kFailedLookupPause);
     if (measuredType == nullptr) {
         return nullptr;
     }

@@ -2,11 +2,11 @@
 
 #include "LoggerDb.h"
 #include "LoggerTimeStamp.h"
+#include "StatisticArithmetic.h"
 
 #include <QString>
 
-#include <climits>
-#include <cmath>
+#include <cstdint>
 
 namespace qzlogger {
 
@@ -16,26 +16,6 @@ namespace {
 constexpr uint32_t kClockChanged = 0x8;
 // Values whose quality has this bit are not judged: they are one missing value.
 constexpr long kNotJudged = 0x20000;
-
-bool isSet(const timespec& time)
-{
-    return time.tv_sec != 0 || time.tv_nsec != 0;
-}
-
-// The whole part of value, held to the range of a count; 0 where it is not a number.
-long long wholePart(double value)
-{
-    if (std::isnan(value)) {
-        return 0;
-    }
-    if (value >= static_cast<double>(INT_MAX)) {
-        return INT_MAX;
-    }
-    if (value <= static_cast<double>(INT_MIN)) {
-        return INT_MIN;
-    }
-    return static_cast<long long>(std::trunc(value));
-}
 
 // A stored count plus more, held to the range of the record's 32-bit counts.
 int32_t addCount(int32_t count, long long more)
@@ -56,6 +36,9 @@ void trace(const QString& text)
 }
 
 } // namespace
+
+using statistic_detail::isSet;
+using statistic_detail::wholePart;
 
 StatisticAggregator::StatisticAggregator() = default;
 

@@ -1,9 +1,7 @@
 #include "StatisticCalculator.h"
 
 #include "LoggerTimeStamp.h"
-
-#include <climits>
-#include <cmath>
+#include "StatisticArithmetic.h"
 
 namespace qzlogger {
 
@@ -14,28 +12,16 @@ constexpr long kNotJudged = 0x20000;
 // A value whose quality has this bit comes after a change of the clock.
 constexpr long kClockChanged = 0x8;
 
-bool isSet(const timespec& time)
+// The class positions and counts of a histogram come from products with whatever limits a record
+// holds: they are whole parts held to the range of int.
+int wholeInt(double value)
 {
-    return time.tv_sec != 0 || time.tv_nsec != 0;
-}
-
-// The whole part of value, held to the range of int; 0 where it is not a number. The class
-// positions and counts of a histogram come from products with whatever limits a record holds.
-int wholePart(double value)
-{
-    if (std::isnan(value)) {
-        return 0;
-    }
-    if (value >= static_cast<double>(INT_MAX)) {
-        return INT_MAX;
-    }
-    if (value <= static_cast<double>(INT_MIN)) {
-        return INT_MIN;
-    }
-    return static_cast<int>(std::trunc(value));
+    return static_cast<int>(statistic_detail::wholePart(value));
 }
 
 } // namespace
+
+using statistic_detail::isSet;
 
 StatisticCalculator::StatisticCalculator(unsigned int channels) : StatisticCalculatorBase(channels) {}
 
@@ -94,7 +80,7 @@ bool StatisticCalculator::isBetweenLimits(float value) const
     return measured >= mLowerLimits[0] && measured <= mUpperLimits[0];
 }
 
-void StatisticCalculator::addDataItem(timespec time, float value, long quality)
+void StatisticCalculator::advance(timespec time, bool clockChanged, int itemsPerInterval)
 {
     if (!isSet(mStartTime)) {
         mStartTime = time;
@@ -103,29 +89,42 @@ void StatisticCalculator::addDataItem(timespec time, float value, long quality)
         mEndTime = time;
     }
     timespec gap = LoggerTimeStamp::subtract(time, mEndTime);
-    if ((quality & kClockChanged) != 0) {
+    if (clockChanged) {
         setTimeChanged(time);
         gap = mInterval;
     }
     if (!isSet(mInterval)) {
         mInterval = gap;
     }
-    calculateMissingValues(gap, 1);
+    calculateMissingValues(gap, itemsPerInterval);
     mEndTime = time;
-    if ((quality & kNotJudged) == 0) {
-        if (isBetweenLimits(value)) {
-            if (mChannels > 0) {
-                mBetweenLimits[0] = addCount(mBetweenLimits[0], 1);
-            }
-        } else if (mChannels > 0) {
-            mLimitViolation[0] = addCount(mLimitViolation[0], 1);
-        }
-    } else {
-        mMissingDataElements = addCount(mMissingDataElements, 1);
-    }
-    mTotalValues = addCount(mTotalValues, 1);
-    mMaxValues = addCount(mMaxValues, 1);
+}
+
+void StatisticCalculator::countExpected(int count, long quality)
+{
+    mTotalValues = addCount(mTotalValues, count);
+    mMaxValues = addCount(mMaxValues, count);
     mQuality |= quality;
+}
+
+void StatisticCalculator::judge(int channel, bool between)
+{
+    if (between) {
+        mBetweenLimits[channel] = addCount(mBetweenLimits[channel], 1);
+    } else {
+        mLimitViolation[channel] = addCount(mLimitViolation[channel], 1);
+    }
+}
+
+void StatisticCalculator::addDataItem(timespec time, float value, long quality)
+{
+    advance(time, (quality & kClockChanged) != 0, 1);
+    if ((quality & kNotJudged) != 0) {
+        mMissingDataElements = addCount(mMissingDataElements, 1);
+    } else if (mChannels > 0) {
+        judge(0, isBetweenLimits(value));
+    }
+    countExpected(1, quality);
 }
 
 void StatisticCalculator::addDataArray(timespec time, const float* values, const float* limits, long quality)
@@ -133,32 +132,15 @@ void StatisticCalculator::addDataArray(timespec time, const float* values, const
     if (values == nullptr || limits == nullptr) {
         return;
     }
-    if (!isSet(mStartTime)) {
-        mStartTime = time;
-    }
-    if (!isSet(mEndTime)) {
-        mEndTime = time;
-    }
-    const timespec gap = LoggerTimeStamp::subtract(time, mEndTime);
-    if (!isSet(mInterval)) {
-        mInterval = gap;
-    }
-    calculateMissingValues(gap, 1);
-    mEndTime = time;
-    if ((quality & kNotJudged) == 0) {
-        for (unsigned int channel = 0; channel < mChannels; ++channel) {
-            if (values[channel] <= limits[channel]) {
-                mBetweenLimits[channel] = addCount(mBetweenLimits[channel], 1);
-            } else {
-                mLimitViolation[channel] = addCount(mLimitViolation[channel], 1);
-            }
-        }
-    } else {
+    advance(time, false, 1);
+    if ((quality & kNotJudged) != 0) {
         mMissingDataElements = addCount(mMissingDataElements, 1);
+    } else {
+        for (unsigned int channel = 0; channel < mChannels; ++channel) {
+            judge(static_cast<int>(channel), values[channel] <= limits[channel]);
+        }
     }
-    mTotalValues = addCount(mTotalValues, 1);
-    mMaxValues = addCount(mMaxValues, 1);
-    mQuality |= quality;
+    countExpected(1, quality);
 }
 
 void StatisticCalculator::addDataArrayToSingleStatistic(timespec time, float* values, float* limits, int count,
@@ -167,35 +149,16 @@ void StatisticCalculator::addDataArrayToSingleStatistic(timespec time, float* va
     if (count < 0 || (count > 0 && (values == nullptr || limits == nullptr))) {
         return;
     }
-    if (!isSet(mStartTime)) {
-        mStartTime = time;
-    }
-    if (!isSet(mEndTime)) {
-        mEndTime = time;
-    }
-    const timespec gap = LoggerTimeStamp::subtract(time, mEndTime);
-    if (!isSet(mInterval)) {
-        mInterval = gap;
-    }
-    calculateMissingValues(gap, count);
-    mEndTime = time;
-    if ((quality & kNotJudged) == 0) {
-        if (mChannels > 0) {
-            for (int index = 0; index < count; ++index) {
-                if (values[index] <= limits[index]) {
-                    mBetweenLimits[0] = addCount(mBetweenLimits[0], 1);
-                } else {
-                    mLimitViolation[0] = addCount(mLimitViolation[0], 1);
-                }
-            }
-        }
-    } else {
+    advance(time, false, count);
+    if ((quality & kNotJudged) != 0) {
         // The record as a whole is not judged: one value is missing, not count.
         mMissingDataElements = addCount(mMissingDataElements, 1);
+    } else if (mChannels > 0) {
+        for (int index = 0; index < count; ++index) {
+            judge(0, values[index] <= limits[index]);
+        }
     }
-    mTotalValues = addCount(mTotalValues, count);
-    mMaxValues = addCount(mMaxValues, count);
-    mQuality |= quality;
+    countExpected(count, quality);
 }
 
 void StatisticCalculator::getHistogramDataFrequency(DataHistogram<2650>& record)
@@ -212,11 +175,11 @@ void StatisticCalculator::countClasses(const float* percent, int count, int last
     const double scale = 2650.0 / (static_cast<double>(upperLimit) - static_cast<double>(lowerLimit));
     const double lower = mChannels > 0 ? mLowerLimits[0] : 0.0;
     const double upper = mChannels > 0 ? mUpperLimits[0] : 0.0;
-    int first = wholePart((lower - lowerLimit) * scale + 0.5);
+    int first = wholeInt((lower - lowerLimit) * scale + 0.5);
     if (first < 0) {
         first = 0;
     }
-    int last = wholePart((upper - lowerLimit) * scale);
+    int last = wholeInt((upper - lowerLimit) * scale);
     if (last < first) {
         last = first;
     }
@@ -243,10 +206,10 @@ void StatisticCalculator::countClasses(const float* percent, int count, int last
     // The shares back to counts of the record's expected values, rounded.
     const double factor = static_cast<double>(maxValues) / 100.0;
     if (mChannels > 0) {
-        mLimitViolation[0] = wholePart(factor * (below + above) + 0.5);
-        mBetweenLimits[0] = wholePart(factor * between + 0.5);
+        mLimitViolation[0] = wholeInt(factor * (below + above) + 0.5);
+        mBetweenLimits[0] = wholeInt(factor * between + 0.5);
     }
-    mTotalValues = wholePart(factor * (below + between + above) + 0.5);
+    mTotalValues = wholeInt(factor * (below + between + above) + 0.5);
 }
 
 } // namespace qzlogger

@@ -1,37 +1,15 @@
 #include "StatisticCalculatorBase.h"
 
 #include "LoggerTimeStamp.h"
+#include "StatisticArithmetic.h"
 
 #include <climits>
-#include <cmath>
 #include <new>
 
 namespace qzlogger {
 
-namespace {
-
-bool isSet(const timespec& time)
-{
-    return time.tv_sec != 0 || time.tv_nsec != 0;
-}
-
-// The whole part of a count computed in double, held to the range of int; 0 where it is not a
-// number.
-long long wholeCount(double value)
-{
-    if (std::isnan(value)) {
-        return 0;
-    }
-    if (value >= static_cast<double>(INT_MAX)) {
-        return INT_MAX;
-    }
-    if (value <= static_cast<double>(INT_MIN)) {
-        return INT_MIN;
-    }
-    return static_cast<long long>(std::trunc(value));
-}
-
-} // namespace
+using statistic_detail::isSet;
+using statistic_detail::wholePart;
 
 StatisticCalculatorBase::StatisticCalculatorBase(unsigned int channels)
 {
@@ -148,7 +126,7 @@ void StatisticCalculatorBase::calculateMissingValues(timespec span, int itemsPer
         return;
     }
     const double beyond = LoggerTimeStamp::getSeconds(LoggerTimeStamp::subtract(span, mInterval));
-    const long long missing = static_cast<long long>(itemsPerInterval) * wholeCount(beyond / interval);
+    const long long missing = static_cast<long long>(itemsPerInterval) * wholePart(beyond / interval);
     mMaxValues = addCount(mMaxValues, missing);
     mMissingDataElements = addCount(mMissingDataElements, missing);
 }

@@ -908,7 +908,7 @@ TEST_F(StatisticGetterTest, TheVtqAndTheFourteenValueStatisticsJudgeTheirValue)
     EXPECT_EQ(failedLookupPauses(), 0);
 }
 
-TEST_F(StatisticGetterTest, AnUnknownIdPausesAndAnswersNullAndAReversedRangeGivesNoJudgedValue)
+TEST_F(StatisticGetterTest, AnUnknownIdPausesAndAnswersNullAndARangeWithoutValuesIsAllMissing)
 {
     const QString id = QStringLiteral("aggr.mean_1s.rms.u2");
     TestLogger* logger = startLogger<DataMean>(id, LoggerDataType::MEAN);
@@ -929,7 +929,16 @@ TEST_F(StatisticGetterTest, AnUnknownIdPausesAndAnswersNullAndAReversedRangeGive
     ASSERT_NE(reversed, nullptr);
     EXPECT_EQ(reversed->betweenLimits, 0.0f);
     EXPECT_EQ(reversed->limitViolation, 0.0f);
-    EXPECT_FALSE(std::isnan(reversed->missing));
+    EXPECT_EQ(reversed->missing, 100.0f);
+
+    // A range without values: every value it should have held is missing.
+    const std::shared_ptr<DataStatisticBase<float>> empty =
+        mApi.getMeanStatistic(id, at(kFirstSecond - 3600), at(kFirstSecond - 60), 1.0f, 50.0f, 150.0f);
+    ASSERT_NE(empty, nullptr);
+    EXPECT_EQ(empty->betweenLimits, 0.0f);
+    EXPECT_EQ(empty->limitViolation, 0.0f);
+    EXPECT_EQ(empty->missing, 100.0f);
+    EXPECT_EQ(empty->utcStart.tv_sec, kFirstSecond - 3600);
 }
 
 // Harmonics of 51 orders with the value of order 3, 5 and 7 given.

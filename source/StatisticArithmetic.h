@@ -1,0 +1,36 @@
+#pragma once
+
+// The small arithmetic that the statistic calculators share: counts come from products and
+// quotients in double of whatever times, limits and shares they are given, and must stay
+// countable.
+
+#include <climits>
+#include <cmath>
+#include <ctime>
+
+namespace qzlogger {
+namespace statistic_detail {
+
+// Whether a time has been set: the calculators keep 0 for "not yet".
+inline bool isSet(const timespec& time)
+{
+    return time.tv_sec != 0 || time.tv_nsec != 0;
+}
+
+// The whole part of value, held to the range of int; 0 where it is not a number.
+inline long long wholePart(double value)
+{
+    if (std::isnan(value)) {
+        return 0;
+    }
+    if (value >= static_cast<double>(INT_MAX)) {
+        return INT_MAX;
+    }
+    if (value <= static_cast<double>(INT_MIN)) {
+        return INT_MIN;
+    }
+    return static_cast<long long>(std::trunc(value));
+}
+
+} // namespace statistic_detail
+} // namespace qzlogger
