@@ -18,19 +18,15 @@
 // catalogue and reads the items of the range into one result; all a call needs lives on its
 // stack, so one object serves any thread of a reader. Its log lines go to "Logger.Api".
 //
-// The operations that read are the time-range getters of ITQ, VTQ, DTQ, MEAN, the mean-min-max
-// arrays, the quad and system meters, the signal voltages and the disturbance values; the reads
-// by position (the getSelected... pages, counted back from a time, and the last items up to a
-// time) of the measured, event, power-quality, signal and operator logs, with the event texts,
-// the repair of damaged event ranges and the reader's view of power-quality events; the count
-// and the 5 x 7 classification of power-quality events; the frequency and mains-signalling
-// histograms, as stored or merged over a range; the aggregated VTQ, DTQ and MEAN values; the
-// harmonics, as stored or as amplitudes of the complex values, and the arrays of 41 orders,
-// percentiles, complex, prevailing and contribution values; and getNumberOfOpenedFiles and getNumLoggers.
-// Every other operation of the interface answers its failure value (null, an empty list or record, false, -1,
-// 0.0), without a pause, logs
-// "<operation>: not available yet" as a warning, one line a call, and keeps "<operation> is not
-// available yet in this version of the store: ..." as the last error.
+// Every operation of the interface answers: the reads by time of every record of the store; the
+// reads by position (the getSelected... pages, counted back from a time, and the last items up
+// to a time) with the event texts, the repair of damaged event ranges and the reader's view of
+// power-quality events; the values computed from items (aggregates, amplitudes, merged
+// histograms, statistics, the 5 x 7 classification of power-quality events, the frequency of
+// half-cycle values); the catalogue queries (identifications, descriptions, time ranges, files,
+// quotas); the sample forms and their conversions; and the exports to files. A failure answers
+// the operation's failure value (null, an empty list or record, false, -1, 0.0) with a last
+// error; exports tell their outcome in the log and in the file alone.
 //
 // Reads by position have no pause: a page is small. Where the identification is unknown they
 // answer null at once; reads by time pause first (LoggerApiBase).
@@ -41,6 +37,10 @@ public:
     ~LoggerApi() override;
     LoggerApi(const LoggerApi&) = delete;
     LoggerApi& operator=(const LoggerApi&) = delete;
+
+    // The 16-bit units of the sample form: per volt and per ampere.
+    static constexpr float kU = kUnitsPerVolt;
+    static constexpr float kI = kUnitsPerAmpere;
 
     // The operations of LoggerApiInterface, in its order.
     void registerLoggerstate(QObject* receiver) override;
@@ -246,6 +246,32 @@ public:
     bool existsId(std::vector<QString>& ids, QString& id);
     // Whether a description in types has this configId, compared byte for byte, length first.
     bool existsDataMeasType(std::vector<DataMeasType>& types, const QString& configId);
+    // The descriptions of the loggers of type and dataType with identification id, one per
+    // configId; empty where the store is not valid, and with the last error "Data item (<id>)
+    // doesn't exist" where no logger has it. The base class's form lists every configuration.
+    using LoggerApiBase::getDataMeasTypes;
+    std::vector<DataMeasType> getDataMeasTypes(const QString& id, LoggerType type, LoggerDataType dataType);
+    // Writes the corrected range of one file back to the catalogue: the file of the first logger
+    // of file.type, file.dataType and id whose unique id is file's takes file's utcStart and
+    // utcEnd, and the logger's range widens to hold them, in one retried transaction
+    // "correctDatabaseItem". False where the store is not valid, the logger is unknown or has no
+    // file, or the transaction failed; true where no file has that unique id.
+    bool correctDatabaseItem(QString id, DataLoggerFile& file);
+
+    // The amplitudes of id as getHarmonicsAbsolute computes them, exported as DataHarmonics.
+    void writeAmplitudesToFile(const QString& id, timespec start, timespec end, QString fileName);
+    // The frequency of id's half-cycle values (getFrequency_1_2_Values), exported as
+    // DataXtq<float>; id names a DISTURB logger of RMS values, or of samples where it holds
+    // "sample".
+    void writeFrequency_1_2_ValuesToFile(const QString& id, timespec start, timespec end, const QString& fileName);
+
+    // Sample results in the other form, as new results. To 16 bits every value goes in the
+    // store's fixed units kU and kI, whatever the two scales say; to floats each channel is
+    // multiplied by the scale of its kind, volts or amperes per unit. Null for null.
+    PtrLoggerResultSamples16 convertFloatTo16BitResult(PtrLoggerResultSamples samples, float scaleVoltage,
+                                                       float scaleCurrent);
+    PtrLoggerResultSamples convert16BitToFloatResult(PtrLoggerResultSamples16 samples, float scaleVoltage,
+                                                     float scaleCurrent);
 
     // Which store an identification of the harmonics means. Each predicate looks for a fixed
     // substring anywhere in id, case-sensitively, and nothing more: "12" is phase-to-phase also
@@ -306,6 +332,27 @@ public:
                                                        int interval);
 
 private:
+    // A read of half-cycle values: null at once where the store is not valid, else the entry
+    // pause and the read by time of the DISTURB logger.
+    template <typename T>
+    std::shared_ptr<LoggerResult<T>> readHalfCycles(LoggerDataType dataType, const QString& id, timespec start,
+                                                    timespec end);
+    // The half-cycle values of every DISTURB logger of dataType over the span of the first
+    // half-cycle recording of the power-quality event of id at timeId, with the loggers'
+    // identifications; empty lists where there is no such event.
+    template <typename T>
+    LoggerResultList<T> readAllHalfCycles(LoggerDataType dataType, const QString& id, long long timeId);
+    // The export of a CYCLIC logger of dataType as records T; with reportFailures an unknown id
+    // and a type that cannot be loaded are logged as errors too.
+    template <typename T>
+    void writeArrayToFile(LoggerDataType dataType, const QString& id, timespec start, timespec end,
+                          const QString& fileName, bool reportFailures);
+    // The error lines of a failed export: the id is not found; its type cannot be loaded.
+    void reportNoData(const QString& id);
+    void reportNoType();
+    // The 16-bit samples of a DISTURB logger, with the header of its last file read.
+    PtrLoggerResultSamples16 readSamples16(int baseTypeId, timespec start, timespec end, LoggerHeader& header);
+
     // The complex logger of the harmonics: one per device, every 10 minutes.
     static constexpr const char kComplexHarmonicsId[] = "aggr.mean_10min.harm_complex.values_0";
 
@@ -392,10 +439,6 @@ private:
     // The last error of a page with a negative count.
     static void reportNegativeCount(const QString& id, int count);
 
-    // The warning of an operation that this class does not serve.
-    // Logs the warning and keeps "<operation> is not available yet in this version of the store:
-    // ..." as the last error.
-    void reportNotAvailable(const char* operation) const;
     // The last errors of the reads by identification: an id that the family does not hold with
     // that data type (naming the data types it holds where it holds others), and a range whose
     // start lies after its end, which the reads answer as before.

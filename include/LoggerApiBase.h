@@ -20,6 +20,7 @@
 
 #include <QString>
 
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <ctime>
@@ -82,6 +83,20 @@ public:
     std::shared_ptr<LoggerResult<T, I>> getValues(LoggerType type, int baseTypeId, timespec start,
                                                   timespec end, int maxItems, int& firstItemId,
                                                   LoggerHeader& header);
+
+    // Export: the items of start to end of the logger baseTypeId (getValues with maxItems) into
+    // fileName, exactly as they lie in memory, one after the other, without a header; the file is
+    // opened write-only, so that an existing one holds the new items alone afterwards. A failed
+    // read and a range without items write no file. What happened goes to the log: the size
+    // written (-1 where the file cannot be opened) and each item's time.
+    template <typename T, typename I>
+    void writeValuesToFile(LoggerType type, int baseTypeId, timespec start, timespec end, int maxItems,
+                           QString fileName);
+    // The writing half of an export, for a result read or computed elsewhere; with itemLines the
+    // time of each item is logged too.
+    template <typename T, typename I>
+    void writeResultToFile(const std::shared_ptr<LoggerResult<T, I>>& result, const QString& fileName,
+                           bool itemLines);
 
     // Histograms of a CYCLIC/HISTOGRAM logger of N classes: 2650 for frequency, 200 for mains
     // signalling.
@@ -205,6 +220,7 @@ protected:
 
     static constexpr unsigned long kFailedLookupPause = 200; // ms before answering null
     static constexpr unsigned long kReadPause = 50;          // ms after a read by time
+    static constexpr unsigned long kEntryPause = 20;         // ms on entering a half-cycle or sample read
 
 private:
     // The logger of a read by position: by baseTypeId where it is 0 or more, else the first
@@ -546,6 +562,46 @@ std::shared_ptr<DataHistogram<N>> LoggerApiBase::getHistogram(const QString& id,
     return sumHistograms<N>(*records, start, end, interval, cumulative);
 }
 
+template <typename T, typename I>
+void LoggerApiBase::writeValuesToFile(LoggerType type, int baseTypeId, timespec start, timespec end, int maxItems,
+                                      QString fileName)
+{
+    int firstItemId = 0;
+    LoggerHeader header{};
+    writeResultToFile<T, I>(getValues<T, I>(type, baseTypeId, start, end, maxItems, firstItemId, header), fileName,
+                            true);
+}
+
+template <typename T, typename I>
+void LoggerApiBase::writeResultToFile(const std::shared_ptr<LoggerResult<T, I>>& result, const QString& fileName,
+                                      bool itemLines)
+{
+    if (result == nullptr) {
+        LoggerDebug::logMessage(fileName + QStringLiteral(": no data readed"));
+        return;
+    }
+    const int count = result->mNumItems;
+    if (count <= 0) {
+        // Nothing to export: no file is made, and none is emptied.
+        LoggerDebug::logMessage(QStringLiteral("No data written"));
+        return;
+    }
+    const qint64 itemSize = static_cast<qint64>(sizeof(T));
+    LoggerDebug::logMessage(QStringLiteral("File write, Data Item Size: ") + QString::number(itemSize) +
+                            QStringLiteral(" Items: ") + QString::number(count) + QStringLiteral(" data size: ") +
+                            QString::number(itemSize * count));
+    const int size = LoggerFileSystem::writeData(fileName, static_cast<int>(itemSize), count,
+                                                 reinterpret_cast<char*>(result->mItems));
+    LoggerDebug::logMessage(fileName + QStringLiteral(": File Size= ") + QString::number(size));
+    if (!itemLines) {
+        return;
+    }
+    for (int index = 0; index < count; ++index) {
+        LoggerDebug::logMessage(QStringLiteral("   [") + QString::number(index) + QStringLiteral("]: ") +
+                                QString::number(result->mItems[index].utc.tv_sec));
+    }
+}
+
 template <int N>
 std::shared_ptr<DataStatisticBase<float>> LoggerApiBase::getStatistic(const QString& id, timespec start,
                                                                       timespec end, float nominal,
@@ -861,6 +917,10 @@ namespace loggerapi_detail {
 inline short toSample16(float value, float factor)
 {
     const float scaled = value * factor;
+    // A value that is no number has no 16-bit form; it becomes 0.
+    if (std::isnan(scaled)) {
+        return 0;
+    }
     if (scaled > 32767.0f) {
         return 32767;
     }
@@ -872,65 +932,68 @@ inline short toSample16(float value, float factor)
 
 } // namespace loggerapi_detail
 
-template <> inline void LoggerApiBase::convertData<DataSamplesBase<float, int>>(char* data, int count)
+namespace loggerapi_detail {
+
+// Sample items in place from the 16-bit form to the float form: each channel times its scale,
+// voltage channels 0 to 6, current channels 7 to 10; the quality sign-extended. The buffer must
+// hold count items of the float form. Widening runs from the last item to the first, so that no
+// wide item overwrites a narrow one still to be read.
+inline void widenSamples(char* data, int count, float voltageScale, float currentScale)
 {
     using Narrow = DataSamplesBase<short, short>;
     using Wide = DataSamplesBase<float, int>;
     if (data == nullptr || count <= 0) {
         return;
     }
-    // Widening runs from the last item to the first, so that no wide item overwrites a narrow
-    // one still to be read; the first three narrow items lie under wide ones written before
-    // them and are saved first.
-    Narrow saved[3];
-    const int numSaved = count < 3 ? count : 3;
-    std::memcpy(static_cast<void*>(saved), data, sizeof(Narrow) * static_cast<std::size_t>(numSaved));
     for (int index = count - 1; index >= 0; --index) {
         Narrow source;
-        if (index < numSaved) {
-            source = saved[index];
-        } else {
-            std::memcpy(static_cast<void*>(&source), data + sizeof(Narrow) * static_cast<std::size_t>(index),
-                        sizeof(Narrow));
-        }
+        std::memcpy(static_cast<void*>(&source), data + sizeof(Narrow) * static_cast<std::size_t>(index),
+                    sizeof(Narrow));
         Wide target;
         target.utc = source.utc;
         target.quality = source.quality;
         for (int channel = 0; channel < 11; ++channel) {
-            target.values[channel] = static_cast<float>(source.values[channel]) *
-                                     (channel < 7 ? kDefaultVoltageScale : kDefaultCurrentScale);
+            target.values[channel] =
+                static_cast<float>(source.values[channel]) * (channel < 7 ? voltageScale : currentScale);
         }
         std::memcpy(data + sizeof(Wide) * static_cast<std::size_t>(index), &target, sizeof(Wide));
     }
 }
 
-template <> inline void LoggerApiBase::convertData<DataSamplesBase<short, short>>(char* data, int count)
+// Sample items in place from the float form to the 16-bit form: each channel times its factor,
+// limited to +-32767 (toSample16); the quality narrowed to 16 bits. Narrowing runs from the first
+// item to the last: each item is read whole before its narrow place, which overlaps it, is
+// written.
+inline void narrowSamples(char* data, int count, float voltageFactor, float currentFactor)
 {
     using Narrow = DataSamplesBase<short, short>;
     using Wide = DataSamplesBase<float, int>;
     if (data == nullptr || count <= 0) {
         return;
     }
-    // Narrowing runs from the first item to the last; the first items overlap their own
-    // narrow place and are read from a saved copy.
-    Wide saved[3];
-    const int numSaved = count < 3 ? count : 3;
-    std::memcpy(static_cast<void*>(saved), data, sizeof(Wide) * static_cast<std::size_t>(numSaved));
     for (int index = 0; index < count; ++index) {
         Wide source;
-        if (index < numSaved) {
-            source = saved[index];
-        } else {
-            std::memcpy(static_cast<void*>(&source), data + sizeof(Wide) * static_cast<std::size_t>(index),
-                        sizeof(Wide));
-        }
+        std::memcpy(static_cast<void*>(&source), data + sizeof(Wide) * static_cast<std::size_t>(index),
+                    sizeof(Wide));
         Narrow target;
         target.utc = source.utc;
         target.quality = static_cast<short>(source.quality);
         for (int channel = 0; channel < 11; ++channel) {
-            target.values[channel] = loggerapi_detail::toSample16(
-                source.values[channel], channel < 7 ? kUnitsPerVolt : kUnitsPerAmpere);
+            target.values[channel] =
+                toSample16(source.values[channel], channel < 7 ? voltageFactor : currentFactor);
         }
         std::memcpy(data + sizeof(Narrow) * static_cast<std::size_t>(index), &target, sizeof(Narrow));
     }
+}
+
+} // namespace loggerapi_detail
+
+template <> inline void LoggerApiBase::convertData<DataSamplesBase<float, int>>(char* data, int count)
+{
+    loggerapi_detail::widenSamples(data, count, kDefaultVoltageScale, kDefaultCurrentScale);
+}
+
+template <> inline void LoggerApiBase::convertData<DataSamplesBase<short, short>>(char* data, int count)
+{
+    loggerapi_detail::narrowSamples(data, count, kUnitsPerVolt, kUnitsPerAmpere);
 }

@@ -29,7 +29,7 @@ class QObject;
 // getLastError() that names its object: a store without a writer (the process-id file), an
 // unknown identification (id, family and data type), an id catalogued with another data type (the
 // data types it holds), a range whose start lies after its end (both ends in ISO 8601 UTC), a
-// failed catalogue, and an operation not available yet in this version. A result with zero items
+// failed catalogue. A result with zero items
 // is no failure and keeps none.
 //
 // The object holds no state between calls and may be used from any thread of the reader. It

@@ -53,14 +53,6 @@ void LoggerApi::reportReversedRange(timespec start, timespec end)
         QStringLiteral("the range %1 is reversed: give the start before the end").arg(rangeText(start, end)));
 }
 
-void LoggerApi::reportNotAvailable(const char* operation) const
-{
-    TRACK_WARN(*this, QLatin1String(operation) + QStringLiteral(": not available yet"));
-    LoggerDb::getInstance().setError(QLatin1String(operation) +
-                                     QStringLiteral(" is not available yet in this version of the store: "
-                                                    "read with the getters by time range instead"));
-}
-
 long long LoggerApi::getTimeId(timespec time)
 {
     // Unsigned arithmetic: the bits of seconds * 2^32 + nanoseconds without signed overflow.
@@ -120,54 +112,6 @@ void LoggerApi::unregisterLoggerstate(QObject* receiver)
         sdCard->disconnectReceiver(receiver);
 }
 
-double LoggerApi::getMaximalLoggerSize(LoggerType, LoggerDataType)
-{
-    reportNotAvailable("getMaximalLoggerSize");
-    return 0.0;
-}
-
-double LoggerApi::getUsedLoggerSize(LoggerType, LoggerDataType)
-{
-    reportNotAvailable("getUsedLoggerSize");
-    return 0.0;
-}
-
-bool LoggerApi::getTimeRange(LoggerType, LoggerDataType, const QString&, timespec&, timespec&)
-{
-    reportNotAvailable("getTimeRange");
-    return false;
-}
-
-std::vector<QString> LoggerApi::getMeasIDs(LoggerType)
-{
-    reportNotAvailable("getMeasIDs");
-    return {};
-}
-
-std::vector<DataMeasType> LoggerApi::getMeanMeasTypes(const QString&)
-{
-    reportNotAvailable("getMeanMeasTypes");
-    return {};
-}
-
-std::vector<DataMeasType> LoggerApi::getMeterMeasTypes(const QString&)
-{
-    reportNotAvailable("getMeterMeasTypes");
-    return {};
-}
-
-std::vector<DataMeasType> LoggerApi::getHarmonicsMeasTypes(const QString&)
-{
-    reportNotAvailable("getHarmonicsMeasTypes");
-    return {};
-}
-
-std::vector<DataMeasType> LoggerApi::getStatisticMeasTypes(const QString&)
-{
-    reportNotAvailable("getStatisticMeasTypes");
-    return {};
-}
-
 PtrLoggerResultItq LoggerApi::getItqValues(int baseTypeId, timespec start, timespec end)
 {
     return readTimeRange<DataXtq<int>>(LoggerType::CYCLIC, baseTypeId, start, end);
@@ -203,57 +147,9 @@ PtrLoggerResultMean LoggerApi::getMeanValues(const QString& id, timespec start, 
     return readTimeRange<DataMean>(LoggerType::CYCLIC, LoggerDataType::MEAN, id, start, end);
 }
 
-PtrLoggerResultVtq LoggerApi::getRms_1_2_Values(const QString&, timespec, timespec)
-{
-    reportNotAvailable("getRms_1_2_Values");
-    return nullptr;
-}
-
-PtrLoggerResultItq LoggerApi::getDigital_1_2_Values(const QString&, timespec, timespec)
-{
-    reportNotAvailable("getDigital_1_2_Values");
-    return nullptr;
-}
-
-PtrLoggerResultVtq LoggerApi::getFrequency_1_2_Values(const QString&, timespec, timespec)
-{
-    reportNotAvailable("getFrequency_1_2_Values");
-    return nullptr;
-}
-
-LoggerResultList<DataXtq<float>> LoggerApi::getAllRms_1_2_Values(const QString&, long long)
-{
-    reportNotAvailable("getAllRms_1_2_Values");
-    return {};
-}
-
-LoggerResultList<DataXtq<int>> LoggerApi::getAllDigital_1_2_Values(const QString&, long long)
-{
-    reportNotAvailable("getAllDigital_1_2_Values");
-    return {};
-}
-
 PtrLoggerResultSignalVoltages LoggerApi::getSignalVoltages(const QString& id, timespec start, timespec end)
 {
     return readTimeRange<DataSignalVoltages>(LoggerType::DISTURB, LoggerDataType::SIGNALS, id, start, end);
-}
-
-PtrLoggerResultSamples LoggerApi::getSamplesValues(const QString&, timespec, timespec, bool)
-{
-    reportNotAvailable("getSamplesValues");
-    return nullptr;
-}
-
-PtrLoggerResultSamples16 LoggerApi::getSamples16Values(const QString&, timespec, timespec, bool)
-{
-    reportNotAvailable("getSamples16Values");
-    return nullptr;
-}
-
-PtrLoggerResultMean LoggerApi::getFilteredMeanValues(const QString&, timespec, timespec, unsigned int)
-{
-    reportNotAvailable("getFilteredMeanValues");
-    return nullptr;
 }
 
 PtrLoggerResultDisturb LoggerApi::getDisturbanceValues(const QString& id, timespec start, timespec end,
@@ -268,59 +164,6 @@ int LoggerApi::getNumberOfOpenedFiles()
         return -1;
     }
     return LoggerDb::getInstance().getNumberOfOpenedFiles();
-}
-
-std::vector<DataLoggerFile> LoggerApi::getFileList(LoggerType, LoggerDataType, QString)
-{
-    reportNotAvailable("getFileList");
-    return {};
-}
-
-void LoggerApi::writeMeasuredValuesToFile(const QString&, timespec, timespec, const QString&)
-{
-    reportNotAvailable("writeMeasuredValuesToFile");
-}
-
-void LoggerApi::writeDisturbValuesToFile(const QString&, timespec, timespec, const QString&)
-{
-    reportNotAvailable("writeDisturbValuesToFile");
-}
-
-void LoggerApi::writePqEventValuesToFile(const QString&, timespec, timespec, const QString&)
-{
-    reportNotAvailable("writePqEventValuesToFile");
-}
-
-void LoggerApi::writeComplexValuesToFile(const QString&, timespec, timespec, const QString&)
-{
-    reportNotAvailable("writeComplexValuesToFile");
-}
-
-void LoggerApi::writePrevailingValuesToFile(const QString&, timespec, timespec, const QString&)
-{
-    reportNotAvailable("writePrevailingValuesToFile");
-}
-
-void LoggerApi::writeContributionValuesToFile(const QString&, timespec, timespec, const QString&)
-{
-    reportNotAvailable("writeContributionValuesToFile");
-}
-
-void LoggerApi::writePercentileValuesToFile(const QString&, timespec, timespec, const QString&)
-{
-    reportNotAvailable("writePercentileValuesToFile");
-}
-
-DataSamplesBase<short, short>* LoggerApi::convertFloatTo16Bit(DataSamplesBase<float, int>*, int, float, float)
-{
-    reportNotAvailable("convertFloatTo16Bit");
-    return nullptr;
-}
-
-DataSamplesBase<float, int>* LoggerApi::convert16BitToFloat(DataSamplesBase<short, short>*, int, float, float)
-{
-    reportNotAvailable("convert16BitToFloat");
-    return nullptr;
 }
 
 int LoggerApi::getNumLoggers()
