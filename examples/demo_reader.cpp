@@ -2,7 +2,9 @@
 // the card's files and the catalogue. It brings the store up as a reader, asks the read API for
 // the demonstration's loggers by identification and time range, and prints a short summary of
 // each; then the last day's means folded onto 10-minute intervals, the share of the last day's
-// frequency within 50 Hz +- 1 % from its histograms, the last page of alarms with
+// frequency within 50 Hz +- 1 % from its histograms, every identification of the store with its
+// time range and file count, the day's means exported into a raw file whose size it checks, the
+// last page of alarms with
 // their texts, the operator entries of the span, and the dips and swells of the span's last day
 // with their 5 x 7 table of duration and depth classes. The span is given by --from and --to,
 // each either ISO 8601 (2024-05-01T10:00:00Z; a time without a zone is UTC) or seconds since
@@ -19,6 +21,8 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDateTime>
+#include <QFileInfo>
+#include <QTemporaryDir>
 #include <QThread>
 
 #include <algorithm>
@@ -26,6 +30,7 @@
 #include <ctime>
 #include <limits>
 #include <memory>
+#include <vector>
 
 namespace {
 
@@ -227,6 +232,65 @@ bool printFrequencyStatistic(LoggerApiInterface& api, long long from, long long 
     return true;
 }
 
+// Every identification of the store, family by family, with its time range as catalogued and
+// the number of its files.
+bool printIdentifications(LoggerApiInterface& api)
+{
+    struct Family {
+        LoggerType type;
+        const char* name;
+    };
+    const Family families[] = {{LoggerType::CYCLIC, "CYCLIC"},
+                               {LoggerType::EVENT, "EVENT"},
+                               {LoggerType::PQEVENT, "PQEVENT"},
+                               {LoggerType::DISTURB, "DISTURB"},
+                               {LoggerType::OPERATOR, "OPERATOR"}};
+    const std::vector<QString> all = api.getMeasIDs(LoggerType::NONE);
+    std::printf("store         %zu identifications\n", all.size());
+    bool complete = !all.empty();
+    for (const Family& family : families) {
+        for (const QString& id : api.getMeasIDs(family.type)) {
+            timespec start{};
+            timespec end{};
+            const bool ranged = api.getTimeRange(family.type, LoggerDataType::NONE, id, start, end);
+            const size_t files = api.getFileList(family.type, LoggerDataType::NONE, id).size();
+            complete = complete && ranged;
+            // The operator log has no identification; a range of zeros is not catalogued yet.
+            const QString name = id.isEmpty() ? QStringLiteral("(the operator log)") : id;
+            const QString range = start.tv_sec == 0 && end.tv_sec == 0
+                                      ? QStringLiteral("no range catalogued")
+                                      : timeText(static_cast<long long>(start.tv_sec)) + QStringLiteral(" to ") +
+                                            timeText(static_cast<long long>(end.tv_sec));
+            std::printf("  %-9s %-36s %s, %zu file%s\n", family.name, qPrintable(name), qPrintable(range), files,
+                        files == 1 ? "" : "s");
+        }
+    }
+    return complete;
+}
+
+// The last day's means exported into a raw file: its size must be that of the items a read of
+// the same range gives, one DataMean record each.
+bool exportDayOfMeans(LoggerApiInterface& api, long long from, long long to)
+{
+    const long long dayStart = std::max(from, to - 86400);
+    const QString id = QString::fromLatin1(kMeanId);
+    const PtrLoggerResultMean means = api.getMeanValues(id, at(dayStart), at(to));
+    QTemporaryDir folder;
+    if (means == nullptr || !folder.isValid()) {
+        std::printf("export        %s: no answer (%s)\n", kMeanId, qPrintable(LoggerApiInterface::getLastError()));
+        return false;
+    }
+    const QString path = folder.filePath(QStringLiteral("means.raw"));
+    api.writeMeasuredValuesToFile(id, at(dayStart), at(to), path);
+    const long long expected = static_cast<long long>(means->mNumItems) * static_cast<long long>(sizeof(DataMean));
+    const long long size = QFileInfo::exists(path) ? QFileInfo(path).size() : -1;
+    const bool sound = means->mNumItems == 0 ? size == -1 : size == expected;
+    std::printf("export        %s: %d items of the last day as %lld bytes of raw DataMean records (%lld "
+                "expected): %s\n",
+                kMeanId, means->mNumItems, size, expected, sound ? "size checks" : "SIZE DIFFERS");
+    return sound;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -292,10 +356,12 @@ int main(int argc, char** argv)
     summarise("10-min values", kVtqId, vtqs, [](const DataXtq<float>& item) { return item.value; });
     const bool aggregated = printTenMinuteMeans(*api, from, to);
     const bool frequencyRead = printFrequencyStatistic(*api, from, to);
+    const bool listed = printIdentifications(*api);
+    const bool exported = exportDayOfMeans(*api, from, to);
     const bool alarmsRead = printAlarmPage(*api, to);
     const bool operatorRead = printOperatorEntries(*api, from, to);
     const bool pqRead = printPqEventTable(*api, from, to);
     std::printf("files open in this reader: %d\n", api->getNumberOfOpenedFiles());
     db.close();
-    return means != nullptr && vtqs != nullptr && aggregated && frequencyRead && alarmsRead && operatorRead && pqRead ? 0 : 1;
+    return means != nullptr && vtqs != nullptr && aggregated && frequencyRead && listed && exported && alarmsRead && operatorRead && pqRead ? 0 : 1;
 }

@@ -88,7 +88,8 @@ public:
     // fileName, exactly as they lie in memory, one after the other, without a header; the file is
     // opened write-only, so that an existing one holds the new items alone afterwards. A failed
     // read and a range without items write no file. What happened goes to the log: the size
-    // written (-1 where the file cannot be opened) and each item's time.
+    // written (-1 where the file cannot be opened) and each item's time; a file that did not get
+    // every byte also leaves an error line and the last error.
     template <typename T, typename I>
     void writeValuesToFile(LoggerType type, int baseTypeId, timespec start, timespec end, int maxItems,
                            QString fileName);
@@ -593,6 +594,15 @@ void LoggerApiBase::writeResultToFile(const std::shared_ptr<LoggerResult<T, I>>&
     const int size = LoggerFileSystem::writeData(fileName, static_cast<int>(itemSize), count,
                                                  reinterpret_cast<char*>(result->mItems));
     LoggerDebug::logMessage(fileName + QStringLiteral(": File Size= ") + QString::number(size));
+    if (size != itemSize * count) {
+        // The caller hears nothing from an export; the last error and an error line say it.
+        const QString text = QStringLiteral("the export of %1 items to '%2' wrote %3 of %4 bytes: check that its "
+                                            "folder exists and that it can be written")
+                                 .arg(QString::number(count), fileName, QString::number(size < 0 ? 0 : size),
+                                      QString::number(itemSize * count));
+        LoggerDb::getInstance().setError(text);
+        LoggerDebug::logError(text);
+    }
     if (!itemLines) {
         return;
     }

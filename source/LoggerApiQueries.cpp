@@ -170,8 +170,9 @@ std::vector<DataLoggerFile> LoggerApi::getFileList(LoggerType type, LoggerDataTy
         }
         DataLoggerFile file;
         std::memset(&file, 0, sizeof(file));
-        file.type = static_cast<int32_t>(type);
-        file.dataType = static_cast<int32_t>(dataType);
+        // The file's own family and layout: a list of every data type names each file's.
+        file.type = static_cast<int32_t>(fileInfo->mType);
+        file.dataType = static_cast<int32_t>(fileInfo->DataType);
         file.utcCreated = fileInfo->UtcCreated;
         file.utcStart = fileInfo->UtcStart;
         file.utcEnd = fileInfo->UtcEnd;
