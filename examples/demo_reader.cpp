@@ -259,10 +259,11 @@ bool printIdentifications(LoggerApiInterface& api)
             const QString name = id.isEmpty() ? QStringLiteral("(the operator log)") : id;
             const QString range = start.tv_sec == 0 && end.tv_sec == 0
                                       ? QStringLiteral("no range catalogued")
-                                      : timeText(static_cast<long long>(start.tv_sec)) + QStringLiteral(" to ") +
+                                      : timeText(static_cast<long long>(start.tv_sec)) +
+                                            QStringLiteral(" to ") +
                                             timeText(static_cast<long long>(end.tv_sec));
-            std::printf("  %-9s %-36s %s, %zu file%s\n", family.name, qPrintable(name), qPrintable(range), files,
-                        files == 1 ? "" : "s");
+            std::printf("  %-9s %-36s %s, %zu file%s\n", family.name, qPrintable(name), qPrintable(range),
+                        files, files == 1 ? "" : "s");
         }
     }
     return complete;
@@ -277,12 +278,14 @@ bool exportDayOfMeans(LoggerApiInterface& api, long long from, long long to)
     const PtrLoggerResultMean means = api.getMeanValues(id, at(dayStart), at(to));
     QTemporaryDir folder;
     if (means == nullptr || !folder.isValid()) {
-        std::printf("export        %s: no answer (%s)\n", kMeanId, qPrintable(LoggerApiInterface::getLastError()));
+        std::printf("export        %s: no answer (%s)\n", kMeanId,
+                    qPrintable(LoggerApiInterface::getLastError()));
         return false;
     }
     const QString path = folder.filePath(QStringLiteral("means.raw"));
     api.writeMeasuredValuesToFile(id, at(dayStart), at(to), path);
-    const long long expected = static_cast<long long>(means->mNumItems) * static_cast<long long>(sizeof(DataMean));
+    const long long expected =
+        static_cast<long long>(means->mNumItems) * static_cast<long long>(sizeof(DataMean));
     const long long size = QFileInfo::exists(path) ? QFileInfo(path).size() : -1;
     const bool sound = means->mNumItems == 0 ? size == -1 : size == expected;
     std::printf("export        %s: %d items of the last day as %lld bytes of raw DataMean records (%lld "
@@ -363,5 +366,8 @@ int main(int argc, char** argv)
     const bool pqRead = printPqEventTable(*api, from, to);
     std::printf("files open in this reader: %d\n", api->getNumberOfOpenedFiles());
     db.close();
-    return means != nullptr && vtqs != nullptr && aggregated && frequencyRead && listed && exported && alarmsRead && operatorRead && pqRead ? 0 : 1;
+    return means != nullptr && vtqs != nullptr && aggregated && frequencyRead && listed && exported &&
+                   alarmsRead && operatorRead && pqRead
+               ? 0
+               : 1;
 }

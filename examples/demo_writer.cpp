@@ -359,8 +359,8 @@ int main(int argc, char** argv)
     DemoLogger<DataXtq<float>> vtqs(LoggerDataType::VTQ, kVtqId, kVtqInterval, 1);
     DemoLogger<DataPqEvent> pqLog(LoggerDataType::PQEVENT, kPqEventId, 0.0, 1, LoggerType::PQEVENT);
     // The interval of a histogram logger is that of the values counted, one a second.
-    DemoLogger<DataHistogram<kFrequencyClasses>> histogramLog(LoggerDataType::HISTOGRAM, kFrequencyHistogramId, 1.0,
-                                                              1);
+    DemoLogger<DataHistogram<kFrequencyClasses>> histogramLog(LoggerDataType::HISTOGRAM,
+                                                              kFrequencyHistogramId, 1.0, 1);
     LoggerEventAlarm alarmLog;
     alarmLog.setLoggerName(kAlarmLogName);
     LoggerOperatorInterface::setEnabled(true);
@@ -376,7 +376,8 @@ int main(int argc, char** argv)
     }
     VoltageAlarms alarms(alarmLog);
     // Some 10 kB of classes: not on the stack.
-    const std::unique_ptr<FrequencyHistograms> histograms = std::make_unique<FrequencyHistograms>(histogramLog);
+    const std::unique_ptr<FrequencyHistograms> histograms =
+        std::make_unique<FrequencyHistograms>(histogramLog);
 
     Counts counts;
     time_t first = 0;
@@ -413,10 +414,11 @@ int main(int argc, char** argv)
     database.startStopLoggers(false);
     alarmLog.closeTimer();
     std::printf("span: %s %s\n", isoText(first).constData(), isoText(last).constData());
-    std::printf("written: %d mean values (%s), %d 10-minute values (%s), %d frequency histograms (%s), %d alarms "
-                "(%s), %d dips and swells (%s), %d operator entries; %d refused\n",
-                counts.means, kMeanId, counts.vtqs, kVtqId, counts.histograms, kFrequencyHistogramId, counts.alarms,
-                kAlarmLogName, counts.pqEvents, kPqEventId, counts.operations, counts.refused);
+    std::printf(
+        "written: %d mean values (%s), %d 10-minute values (%s), %d frequency histograms (%s), %d alarms "
+        "(%s), %d dips and swells (%s), %d operator entries; %d refused\n",
+        counts.means, kMeanId, counts.vtqs, kVtqId, counts.histograms, kFrequencyHistogramId, counts.alarms,
+        kAlarmLogName, counts.pqEvents, kPqEventId, counts.operations, counts.refused);
     // At the clock's pace the card may go out meanwhile, and its items are then refused; written
     // as fast as possible, every item must be taken.
     const bool complete = realtimeSeconds > 0 || counts.refused == 0;

@@ -263,7 +263,8 @@ public:
     // The frequency of id's half-cycle values (getFrequency_1_2_Values), exported as
     // DataXtq<float>; id names a DISTURB logger of RMS values, or of samples where it holds
     // "sample".
-    void writeFrequency_1_2_ValuesToFile(const QString& id, timespec start, timespec end, const QString& fileName);
+    void writeFrequency_1_2_ValuesToFile(const QString& id, timespec start, timespec end,
+                                         const QString& fileName);
 
     // Sample results in the other form, as new results. To 16 bits every value goes in the
     // store's fixed units kU and kI, whatever the two scales say; to floats each channel is
@@ -335,8 +336,8 @@ private:
     // A read of half-cycle values: null at once where the store is not valid, else the entry
     // pause and the read by time of the DISTURB logger.
     template <typename T>
-    std::shared_ptr<LoggerResult<T>> readHalfCycles(LoggerDataType dataType, const QString& id, timespec start,
-                                                    timespec end);
+    std::shared_ptr<LoggerResult<T>> readHalfCycles(LoggerDataType dataType, const QString& id,
+                                                    timespec start, timespec end);
     // The half-cycle values of every DISTURB logger of dataType over the span of the first
     // half-cycle recording of the power-quality event of id at timeId, with the loggers'
     // identifications; empty lists where there is no such event.
@@ -351,7 +352,8 @@ private:
     void reportNoData(const QString& id);
     void reportNoType();
     // The 16-bit samples of a DISTURB logger, with the header of its last file read.
-    PtrLoggerResultSamples16 readSamples16(int baseTypeId, timespec start, timespec end, LoggerHeader& header);
+    PtrLoggerResultSamples16 readSamples16(int baseTypeId, timespec start, timespec end,
+                                           LoggerHeader& header);
 
     // The complex logger of the harmonics: one per device, every 10 minutes.
     static constexpr const char kComplexHarmonicsId[] = "aggr.mean_10min.harm_complex.values_0";
@@ -362,15 +364,15 @@ private:
     // not valid, the id is not catalogued with dataType (after the lookup pause) and where the
     // read fails.
     template <typename T, typename Value>
-    std::shared_ptr<DataStatisticBase<float>> itemStatistic(LoggerDataType dataType, const QString& id,
-                                                            timespec start, timespec end, float nominal,
-                                                            float lowerPercent, float upperPercent, Value value);
+    std::shared_ptr<DataStatisticBase<float>>
+    itemStatistic(LoggerDataType dataType, const QString& id, timespec start, timespec end, float nominal,
+                  float lowerPercent, float upperPercent, Value value);
     // The statistic of a histogram logger of N classes (getStatistic): null at once where the
     // store is not valid, and with the last error for an id not catalogued as such a logger.
     template <int N>
-    std::shared_ptr<DataStatisticBase<float>> histogramStatistic(const QString& id, timespec start, timespec end,
-                                                                 float nominal, float lowerPercent,
-                                                                 float upperPercent);
+    std::shared_ptr<DataStatisticBase<float>> histogramStatistic(const QString& id, timespec start,
+                                                                 timespec end, float nominal,
+                                                                 float lowerPercent, float upperPercent);
     // The harmonic orders that the statistic judges, before anything is read: orders in 0 to 50,
     // and arrays where count is above 0. False with the last error otherwise.
     static bool checkHarmonicOrders(const QString& id, const int* orders, const float* limits, int count);
@@ -423,8 +425,8 @@ private:
     std::shared_ptr<DefnBaseType> loadMeasuredType(int baseTypeId);
     // Both for a CYCLIC logger: the measured type of id, catalogued with dataType, and its
     // catalogue id in baseTypeId; null where either step fails, as each says.
-    std::shared_ptr<DefnBaseType> identifyMeasured(LoggerDataType dataType, const QString& id, int& baseTypeId,
-                                                   unsigned long pauseOnUnknown);
+    std::shared_ptr<DefnBaseType> identifyMeasured(LoggerDataType dataType, const QString& id,
+                                                   int& baseTypeId, unsigned long pauseOnUnknown);
     // A page of a logger: offset and count as the caller gave them, turned into the count back
     // from time that the page reaches, without overflow.
     template <typename T, typename I>

@@ -122,7 +122,8 @@ public:
     // taking all above it. Null where getHistogram answers null.
     template <int N>
     std::shared_ptr<DataStatisticBase<float>> getStatistic(const QString& id, timespec start, timespec end,
-                                                           float nominal, float lowerPercent, float upperPercent);
+                                                           float nominal, float lowerPercent,
+                                                           float upperPercent);
     // Merges records into one histogram of start to end. The records taken are those whose end
     // (utc) lies in the range; the first one is copied whole, each further one is weighted by its
     // maxValues against the sum so far, in double precision, and adds its counts. A record whose
@@ -494,10 +495,10 @@ inline QString statisticTraceLine(const QString& prefix, timespec start, timespe
                                   double missing, double max, double between, double violate)
 {
     return prefix + traceTime(start) + QStringLiteral(" End: ") + traceTime(end) +
-           QStringLiteral(" Total: ") + QString::number(total) +
-           QStringLiteral(" Missing: ") + QString::number(missing) + QStringLiteral(" Max: ") +
-           QString::number(max) + QStringLiteral(" Between: ") + QString::number(between) +
-           QStringLiteral(" Violate: ") + QString::number(violate);
+           QStringLiteral(" Total: ") + QString::number(total) + QStringLiteral(" Missing: ") +
+           QString::number(missing) + QStringLiteral(" Max: ") + QString::number(max) +
+           QStringLiteral(" Between: ") + QString::number(between) + QStringLiteral(" Violate: ") +
+           QString::number(violate);
 }
 
 // The trace line of a histogram record: its period, counts, the sum of its per cent and quality.
@@ -564,18 +565,18 @@ std::shared_ptr<DataHistogram<N>> LoggerApiBase::getHistogram(const QString& id,
 }
 
 template <typename T, typename I>
-void LoggerApiBase::writeValuesToFile(LoggerType type, int baseTypeId, timespec start, timespec end, int maxItems,
-                                      QString fileName)
+void LoggerApiBase::writeValuesToFile(LoggerType type, int baseTypeId, timespec start, timespec end,
+                                      int maxItems, QString fileName)
 {
     int firstItemId = 0;
     LoggerHeader header{};
-    writeResultToFile<T, I>(getValues<T, I>(type, baseTypeId, start, end, maxItems, firstItemId, header), fileName,
-                            true);
+    writeResultToFile<T, I>(getValues<T, I>(type, baseTypeId, start, end, maxItems, firstItemId, header),
+                            fileName, true);
 }
 
 template <typename T, typename I>
-void LoggerApiBase::writeResultToFile(const std::shared_ptr<LoggerResult<T, I>>& result, const QString& fileName,
-                                      bool itemLines)
+void LoggerApiBase::writeResultToFile(const std::shared_ptr<LoggerResult<T, I>>& result,
+                                      const QString& fileName, bool itemLines)
 {
     if (result == nullptr) {
         LoggerDebug::logMessage(fileName + QStringLiteral(": no data readed"));
@@ -589,17 +590,18 @@ void LoggerApiBase::writeResultToFile(const std::shared_ptr<LoggerResult<T, I>>&
     }
     const qint64 itemSize = static_cast<qint64>(sizeof(T));
     LoggerDebug::logMessage(QStringLiteral("File write, Data Item Size: ") + QString::number(itemSize) +
-                            QStringLiteral(" Items: ") + QString::number(count) + QStringLiteral(" data size: ") +
-                            QString::number(itemSize * count));
+                            QStringLiteral(" Items: ") + QString::number(count) +
+                            QStringLiteral(" data size: ") + QString::number(itemSize * count));
     const int size = LoggerFileSystem::writeData(fileName, static_cast<int>(itemSize), count,
                                                  reinterpret_cast<char*>(result->mItems));
     LoggerDebug::logMessage(fileName + QStringLiteral(": File Size= ") + QString::number(size));
     if (size != itemSize * count) {
         // The caller hears nothing from an export; the last error and an error line say it.
-        const QString text = QStringLiteral("the export of %1 items to '%2' wrote %3 of %4 bytes: check that its "
-                                            "folder exists and that it can be written")
-                                 .arg(QString::number(count), fileName, QString::number(size < 0 ? 0 : size),
-                                      QString::number(itemSize * count));
+        const QString text =
+            QStringLiteral("the export of %1 items to '%2' wrote %3 of %4 bytes: check that its "
+                           "folder exists and that it can be written")
+                .arg(QString::number(count), fileName, QString::number(size < 0 ? 0 : size),
+                     QString::number(itemSize * count));
         LoggerDb::getInstance().setError(text);
         LoggerDebug::logError(text);
     }
@@ -635,9 +637,9 @@ std::shared_ptr<DataStatisticBase<float>> LoggerApiBase::getStatistic(const QStr
                                    calculator.getBetweenLimits(), calculator.getLimitViolation()));
     std::shared_ptr<DataStatisticBase<float>> result =
         std::make_shared<DataStatisticBase<float>>(calculator.getDataStatistic());
-    TraceString(statisticTraceLine(QStringLiteral("getStatistic Result,  Start: "), result->utcStart, result->utc,
-                                   calculator.getTotalValues(), result->missing, calculator.getMaxValues(),
-                                   result->betweenLimits, result->limitViolation));
+    TraceString(statisticTraceLine(QStringLiteral("getStatistic Result,  Start: "), result->utcStart,
+                                   result->utc, calculator.getTotalValues(), result->missing,
+                                   calculator.getMaxValues(), result->betweenLimits, result->limitViolation));
     return result;
 }
 

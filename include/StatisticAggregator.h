@@ -54,7 +54,8 @@ public:
     void addArray(DataStatisticBase<long>& record, timespec start, float* values, float* limits, int count,
                   timespec time, long quality);
     // How many intervals lie from first to second, in seconds of the quotient; 0 where interval
-    // is not positive.
+    // is not positive. Quotients beyond the range of a time word are taken as they are, so that
+    // the counts made of them stop at the largest count instead of turning negative.
     double getIntervals(timespec first, timespec second, timespec interval) const;
     // The values missing from start to the first record and from the last record to end, in value
     // intervals, rounded; a record outside the range adds nothing.
@@ -63,7 +64,8 @@ public:
     void DebugStatistic(int outsideTimeRange) const;
     // The shares in per cent of all values of start to end: between the limits, violating them,
     // and missing, including those missing before the first and after the last record. All 0
-    // where no value is counted at all.
+    // where the values counted do not add up to more than 0: none at all, or records whose
+    // counts are no counts.
     DataStatisticBase<float> getDataStatistic(timespec start, timespec end);
 
     // The time one record covers.

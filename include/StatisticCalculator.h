@@ -85,8 +85,7 @@ private:
                       int maxValues);
 };
 
-template <int N>
-void StatisticCalculator::getHistogramData(const DataHistogram<N>& record, int lastClass)
+template <int N> void StatisticCalculator::getHistogramData(const DataHistogram<N>& record, int lastClass)
 {
     countClasses(record.percent, N, lastClass, record.lowerLimit, record.upperLimit, record.maxValues);
     mQuality = static_cast<long>(record.quality);

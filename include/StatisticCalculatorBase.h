@@ -21,8 +21,8 @@ namespace qzlogger {
 // One calculator serves one thread; it has no lock.
 class QZLOGGER_EXPORT StatisticCalculatorBase {
 public:
-    // A calculator of channels limit pairs. Its four arrays are allocated here without throwing;
-    // where that fails the calculator counts no channel.
+    // A calculator of channels limit pairs. Its four arrays are allocated here without throwing,
+    // limits and counters 0; where that fails the calculator counts no channel.
     explicit StatisticCalculatorBase(unsigned int channels);
     virtual ~StatisticCalculatorBase();
     StatisticCalculatorBase(const StatisticCalculatorBase&) = delete;
@@ -54,7 +54,8 @@ public:
     void setLowerLimits(const double* limits);
     void setUpperLimits(const double* limits);
     // Books the values missing in a gap of span: itemsPerInterval for every whole interval that
-    // the gap holds beyond its first. Nothing where span does not exceed the interval.
+    // the gap holds beyond its first. Nothing where span does not exceed the interval, and
+    // nothing for an itemsPerInterval below 1, which would take values away.
     void calculateMissingValues(timespec span, int itemsPerInterval);
     // Ends the period at time: the gap from the latest value to time is booked as missing.
     void setEndTime(timespec time, int itemsPerInterval);

@@ -229,4 +229,3 @@ PtrLoggerResultSystemMeter LoggerApi::getSystemMeterValues(const QString& id, ti
 {
     return readTimeRange<DataSystemMeter>(LoggerType::CYCLIC, LoggerDataType::SMETER, id, start, end);
 }
-

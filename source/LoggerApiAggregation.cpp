@@ -41,7 +41,8 @@ std::shared_ptr<LoggerResult<T>> LoggerApi::readForAggregation(LoggerDataType da
                                                                int maxItems)
 {
     int baseTypeId = -1;
-    const std::shared_ptr<DefnBaseType> measuredType = identifyMeasured(dataType, id, baseTypeId, kFailedLookupPause);
+    const std::shared_ptr<DefnBaseType> measuredType =
+        identifyMeasured(dataType, id, baseTypeId, kFailedLookupPause);
     if (measuredType == nullptr) {
         return nullptr;
     }

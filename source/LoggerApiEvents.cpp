@@ -119,7 +119,7 @@ std::shared_ptr<DefnBaseType> LoggerApi::loadMeasuredType(int baseTypeId)
 }
 
 std::shared_ptr<DefnBaseType> LoggerApi::identifyMeasured(LoggerDataType dataType, const QString& id,
-                                                         int& baseTypeId, unsigned long pauseOnUnknown)
+                                                          int& baseTypeId, unsigned long pauseOnUnknown)
 {
     if (!identify(LoggerType::CYCLIC, dataType, id, baseTypeId, pauseOnUnknown)) {
         return nullptr;

@@ -43,7 +43,8 @@ void LoggerApi::reportNoType()
     TRACK_ERROR(*this, QStringLiteral("measuredType == nullptr"));
 }
 
-void LoggerApi::writeMeasuredValuesToFile(const QString& id, timespec start, timespec end, const QString& fileName)
+void LoggerApi::writeMeasuredValuesToFile(const QString& id, timespec start, timespec end,
+                                          const QString& fileName)
 {
     if (!mDatabase.checkValidity()) {
         return;
@@ -98,67 +99,73 @@ void LoggerApi::writeMeasuredValuesToFile(const QString& id, timespec start, tim
         break;
     case LoggerDataType::HISTOGRAM:
         if (id.contains(QLatin1String("frequency")))
-            writeValuesToFile<DataHistogram<2650>, void*>(cyclic, baseTypeId, start, end, kAllItems, fileName);
+            writeValuesToFile<DataHistogram<2650>, void*>(cyclic, baseTypeId, start, end, kAllItems,
+                                                          fileName);
         else
             writeValuesToFile<DataHistogram<200>, void*>(cyclic, baseTypeId, start, end, kAllItems, fileName);
         break;
     case LoggerDataType::HARMONICS:
         // Another array length is no layout of this store: nothing is written.
         if (variant == kHarmonics51)
-            writeValuesToFile<DataXtqArray<float, 51>, void*>(cyclic, baseTypeId, start, end, kAllItems, fileName);
+            writeValuesToFile<DataXtqArray<float, 51>, void*>(cyclic, baseTypeId, start, end, kAllItems,
+                                                              fileName);
         else if (variant == kHarmonics41)
-            writeValuesToFile<DataXtqArray<float, 41>, void*>(cyclic, baseTypeId, start, end, kAllItems, fileName);
+            writeValuesToFile<DataXtqArray<float, 41>, void*>(cyclic, baseTypeId, start, end, kAllItems,
+                                                              fileName);
         break;
     case LoggerDataType::STATISTIC:
-        writeValuesToFile<DataStatisticBase<long>, void*>(cyclic, baseTypeId, start, end, kAllItems, fileName);
+        writeValuesToFile<DataStatisticBase<long>, void*>(cyclic, baseTypeId, start, end, kAllItems,
+                                                          fileName);
         break;
     case LoggerDataType::COMPLEX:
         writeValuesToFile<DataComplexArray, void*>(cyclic, baseTypeId, start, end, kAllItems, fileName);
         break;
     case LoggerDataType::PREVAILING:
         writeValuesToFile<DataXtqArrayExtended<float, 357>, void*>(cyclic, baseTypeId, start, end, kAllItems,
-                                                                  fileName);
+                                                                   fileName);
         break;
     case LoggerDataType::CONTRIBUTION:
         writeValuesToFile<DataXtqArrayExtended<float, 123>, void*>(cyclic, baseTypeId, start, end, kAllItems,
-                                                                  fileName);
+                                                                   fileName);
         break;
     case LoggerDataType::ITQ:
         writeValuesToFile<DataXtq<int>, void*>(cyclic, baseTypeId, start, end, kAllItems, fileName);
         break;
     case LoggerDataType::DIGITAL:
-        writeValuesToFile<DataXtq<int>, void*>(LoggerType::DISTURB, baseTypeId, start, end, kAllItems, fileName);
+        writeValuesToFile<DataXtq<int>, void*>(LoggerType::DISTURB, baseTypeId, start, end, kAllItems,
+                                               fileName);
         break;
     case LoggerDataType::PERCENTILE:
-        writeValuesToFile<DataPercentileBase<3, 51>, void*>(cyclic, baseTypeId, start, end, kAllItems, fileName);
+        writeValuesToFile<DataPercentileBase<3, 51>, void*>(cyclic, baseTypeId, start, end, kAllItems,
+                                                            fileName);
         break;
     case LoggerDataType::MEAN_7:
         writeValuesToFile<DataMeanMinMaxArray<float, 7>, void*>(cyclic, baseTypeId, start, end, kAllItems,
-                                                               fileName);
+                                                                fileName);
         break;
     case LoggerDataType::MEAN_12:
         writeValuesToFile<DataMeanMinMaxArray<float, 12>, void*>(cyclic, baseTypeId, start, end, kAllItems,
-                                                                fileName);
+                                                                 fileName);
         break;
     case LoggerDataType::MEAN_14:
         writeValuesToFile<DataMeanMinMaxArray<float, 14>, void*>(cyclic, baseTypeId, start, end, kAllItems,
-                                                                fileName);
+                                                                 fileName);
         break;
     case LoggerDataType::MEAN_16:
         writeValuesToFile<DataMeanMinMaxArray<float, 16>, void*>(cyclic, baseTypeId, start, end, kAllItems,
-                                                                fileName);
+                                                                 fileName);
         break;
     case LoggerDataType::MEAN_20:
         writeValuesToFile<DataMeanMinMaxArray<float, 20>, void*>(cyclic, baseTypeId, start, end, kAllItems,
-                                                                fileName);
+                                                                 fileName);
         break;
     case LoggerDataType::MEAN_23:
         writeValuesToFile<DataMeanMinMaxArray<float, 23>, void*>(cyclic, baseTypeId, start, end, kAllItems,
-                                                                fileName);
+                                                                 fileName);
         break;
     case LoggerDataType::MEAN_24:
         writeValuesToFile<DataMeanMinMaxArray<float, 24>, void*>(cyclic, baseTypeId, start, end, kAllItems,
-                                                                fileName);
+                                                                 fileName);
         break;
     case LoggerDataType::QMETER:
         writeValuesToFile<DataQuadMeter, void*>(cyclic, baseTypeId, start, end, kAllItems, fileName);
@@ -172,7 +179,8 @@ void LoggerApi::writeMeasuredValuesToFile(const QString& id, timespec start, tim
     }
 }
 
-void LoggerApi::writeDisturbValuesToFile(const QString& id, timespec start, timespec end, const QString& fileName)
+void LoggerApi::writeDisturbValuesToFile(const QString& id, timespec start, timespec end,
+                                         const QString& fileName)
 {
     if (!mDatabase.checkValidity()) {
         return;
@@ -205,27 +213,29 @@ void LoggerApi::writeDisturbValuesToFile(const QString& id, timespec start, time
             writeValuesToFile<DataXtq<float>, void*>(disturb, baseTypeId, start, end, kAllItems, fileName);
         break;
     case LoggerDataType::SAMPLES:
-        writeValuesToFile<DataSamplesBase<float, int>, void*>(disturb, baseTypeId, start, end, kAllItems, fileName);
+        writeValuesToFile<DataSamplesBase<float, int>, void*>(disturb, baseTypeId, start, end, kAllItems,
+                                                              fileName);
         break;
     case LoggerDataType::SIGNALS:
         writeValuesToFile<DataSignalVoltages, void*>(disturb, baseTypeId, start, end, kAllItems, fileName);
         break;
     case LoggerDataType::SAMPLES16:
         writeValuesToFile<DataSamplesBase<short, short>, void*>(disturb, baseTypeId, start, end, kAllItems,
-                                                               fileName);
+                                                                fileName);
         break;
     case LoggerDataType::ITQ:
-        writeValuesToFile<DataXtq<int>, void*>(LoggerType::CYCLIC, baseTypeId, start, end, kAllItems, fileName);
+        writeValuesToFile<DataXtq<int>, void*>(LoggerType::CYCLIC, baseTypeId, start, end, kAllItems,
+                                               fileName);
         break;
     case LoggerDataType::DIGITAL:
         writeValuesToFile<DataXtq<int>, void*>(disturb, baseTypeId, start, end, kAllItems, fileName);
         break;
-    default:
-        break;
+    default: break;
     }
 }
 
-void LoggerApi::writePqEventValuesToFile(const QString& id, timespec start, timespec end, const QString& fileName)
+void LoggerApi::writePqEventValuesToFile(const QString& id, timespec start, timespec end,
+                                         const QString& fileName)
 {
     if (!mDatabase.checkValidity()) {
         return;
@@ -244,9 +254,11 @@ void LoggerApi::writePqEventValuesToFile(const QString& id, timespec start, time
     }
     // The events as stored: damaged ranges stay as they are in an export.
     if (baseType->mDataType == LoggerDataType::PQEVENT) {
-        writeValuesToFile<DataPqEvent, void*>(LoggerType::PQEVENT, baseTypeId, start, end, kAllItems, fileName);
+        writeValuesToFile<DataPqEvent, void*>(LoggerType::PQEVENT, baseTypeId, start, end, kAllItems,
+                                              fileName);
     } else if (baseType->mDataType == LoggerDataType::SIGNALEVENT) {
-        writeValuesToFile<DataSignalEvent, void*>(LoggerType::PQEVENT, baseTypeId, start, end, kAllItems, fileName);
+        writeValuesToFile<DataSignalEvent, void*>(LoggerType::PQEVENT, baseTypeId, start, end, kAllItems,
+                                                  fileName);
     }
 }
 
@@ -275,7 +287,8 @@ void LoggerApi::writeArrayToFile(LoggerDataType dataType, const QString& id, tim
     writeValuesToFile<T, void*>(LoggerType::CYCLIC, baseTypeId, start, end, kAllItems, fileName);
 }
 
-void LoggerApi::writeComplexValuesToFile(const QString& id, timespec start, timespec end, const QString& fileName)
+void LoggerApi::writeComplexValuesToFile(const QString& id, timespec start, timespec end,
+                                         const QString& fileName)
 {
     writeArrayToFile<DataComplexArray>(LoggerDataType::COMPLEX, id, start, end, fileName, true);
 }
@@ -285,7 +298,8 @@ void LoggerApi::writePrevailingValuesToFile(const QString& id, timespec start, t
 {
     LoggerDb::getInstance().loggerMessage((QStringLiteral("Prevailing Id: ") + id).toStdString(),
                                           LOGGER_MESSAGE_ROUTINE);
-    writeArrayToFile<DataXtqArrayExtended<float, 357>>(LoggerDataType::PREVAILING, id, start, end, fileName, false);
+    writeArrayToFile<DataXtqArrayExtended<float, 357>>(LoggerDataType::PREVAILING, id, start, end, fileName,
+                                                       false);
 }
 
 void LoggerApi::writeContributionValuesToFile(const QString& id, timespec start, timespec end,
@@ -304,8 +318,7 @@ void LoggerApi::writePercentileValuesToFile(const QString& id, timespec start, t
 void LoggerApi::writeAmplitudesToFile(const QString& id, timespec start, timespec end, QString fileName)
 {
     // The amplitudes as computed from the complex values, not the complex values themselves.
-    writeResultToFile<DataHarmonics, void*>(getHarmonicsAbsolute(id, start, end),
-                                            fileName, true);
+    writeResultToFile<DataHarmonics, void*>(getHarmonicsAbsolute(id, start, end), fileName, true);
 }
 
 void LoggerApi::writeFrequency_1_2_ValuesToFile(const QString& id, timespec start, timespec end,

@@ -101,16 +101,19 @@ std::vector<QString> LoggerApi::getMeasIDs(LoggerType type)
     return ids;
 }
 
-std::vector<DataMeasType> LoggerApi::getDataMeasTypes(const QString& id, LoggerType type, LoggerDataType dataType)
+std::vector<DataMeasType> LoggerApi::getDataMeasTypes(const QString& id, LoggerType type,
+                                                      LoggerDataType dataType)
 {
     std::vector<DataMeasType> result;
     if (!mDatabase.checkValidity()) {
         return result;
     }
     DefnTypePersistance persistance;
-    const std::vector<std::shared_ptr<DefnBaseType>> baseTypes = persistance.readPtrBaseTypes(type, dataType, id);
+    const std::vector<std::shared_ptr<DefnBaseType>> baseTypes =
+        persistance.readPtrBaseTypes(type, dataType, id);
     if (baseTypes.empty()) {
-        LoggerDb::getInstance().setError(QStringLiteral("Data item (") + id + QStringLiteral(") doesn't exist"));
+        LoggerDb::getInstance().setError(QStringLiteral("Data item (") + id +
+                                         QStringLiteral(") doesn't exist"));
         return result;
     }
     for (const auto& baseType : baseTypes) {
@@ -287,7 +290,8 @@ LoggerResultList<T> LoggerApi::readAllHalfCycles(LoggerDataType dataType, const 
         if (entry == nullptr) {
             continue;
         }
-        const std::shared_ptr<DefnDisturbType> disturbType = persistance.getDisturbType(readDisturbType(entry->Id));
+        const std::shared_ptr<DefnDisturbType> disturbType =
+            persistance.getDisturbType(readDisturbType(entry->Id));
         if (disturbType == nullptr) {
             continue;
         }
@@ -383,9 +387,10 @@ PtrLoggerResultSamples16 LoggerApi::getSamples16Values(const QString& id, timesp
         samples = readSamples16(shortId, start, end, header);
     } else {
         int firstItemId = 0;
-        samples = convertFloatTo16BitResult(getValues<DataSamplesBase<float, int>, void*>(
-                                                LoggerType::DISTURB, floatId, start, end, -1, firstItemId, header),
-                                            0.0f, 0.0f);
+        samples =
+            convertFloatTo16BitResult(getValues<DataSamplesBase<float, int>, void*>(
+                                          LoggerType::DISTURB, floatId, start, end, -1, firstItemId, header),
+                                      0.0f, 0.0f);
     }
     reportReversedRange(start, end);
     return samples;
@@ -421,21 +426,23 @@ PtrLoggerResultSamples16 LoggerApi::convertFloatTo16BitResult(PtrLoggerResultSam
         target.utc = source.utc;
         target.quality = static_cast<short>(source.quality);
         for (int channel = 0; channel < 11; ++channel) {
-            target.values[channel] = loggerapi_detail::toSample16(source.values[channel], channel < 7 ? kU : kI);
+            target.values[channel] =
+                loggerapi_detail::toSample16(source.values[channel], channel < 7 ? kU : kI);
         }
     }
     result->mInterval = samples->mInterval;
     return result;
 }
 
-PtrLoggerResultSamples LoggerApi::convert16BitToFloatResult(PtrLoggerResultSamples16 samples, float scaleVoltage,
-                                                            float scaleCurrent)
+PtrLoggerResultSamples LoggerApi::convert16BitToFloatResult(PtrLoggerResultSamples16 samples,
+                                                            float scaleVoltage, float scaleCurrent)
 {
     if (samples == nullptr) {
         return nullptr;
     }
-    LoggerDebug::logMessage(QStringLiteral("samples scale scaleVoltage=") + QString::number(scaleVoltage, 'g', 6) +
-                            QStringLiteral(" scaleCurrent=") + QString::number(scaleCurrent, 'g', 6));
+    LoggerDebug::logMessage(QStringLiteral("samples scale scaleVoltage=") +
+                            QString::number(scaleVoltage, 'g', 6) + QStringLiteral(" scaleCurrent=") +
+                            QString::number(scaleCurrent, 'g', 6));
     PtrLoggerResultSamples result = LoggerResult<DataSamplesBase<float, int>>::create(samples->mNumItems);
     for (int index = 0; index < samples->mNumItems; ++index) {
         const DataSamplesBase<short, short>& source = samples->mItems[index];

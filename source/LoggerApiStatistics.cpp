@@ -30,7 +30,8 @@ void trace(const QString& text)
 }
 
 // Lower and upper limit in double precision: per cent of the nominal value.
-void setLimits(qzlogger::StatisticCalculator& calculator, float nominal, float lowerPercent, float upperPercent)
+void setLimits(qzlogger::StatisticCalculator& calculator, float nominal, float lowerPercent,
+               float upperPercent)
 {
     const double lower = lowerPercent / 100.0 * nominal;
     const double upper = upperPercent / 100.0 * nominal;
@@ -44,16 +45,16 @@ void setLimits(qzlogger::StatisticCalculator& calculator, float nominal, float l
 // Statistics of stored values.
 
 template <typename T, typename Value>
-std::shared_ptr<DataStatisticBase<float>> LoggerApi::itemStatistic(LoggerDataType dataType, const QString& id,
-                                                                   timespec start, timespec end, float nominal,
-                                                                   float lowerPercent, float upperPercent,
-                                                                   Value value)
+std::shared_ptr<DataStatisticBase<float>>
+LoggerApi::itemStatistic(LoggerDataType dataType, const QString& id, timespec start, timespec end,
+                         float nominal, float lowerPercent, float upperPercent, Value value)
 {
     qzlogger::StatisticCalculator calculator(1);
     setLimits(calculator, nominal, lowerPercent, upperPercent);
     calculator.setStartTime(start);
     int baseTypeId = -1;
-    const std::shared_ptr<DefnBaseType> measuredType = identifyMeasured(dataType, id, baseTypeId, kFailedLookupPause);
+    const std::shared_ptr<DefnBaseType> measuredType =
+        identifyMeasured(dataType, id, baseTypeId, kFailedLookupPause);
     if (measuredType == nullptr) {
         return nullptr;
     }
@@ -101,8 +102,9 @@ LoggerApi::getMeanArray14Statistic(const QString& id, unsigned int index, timesp
 {
     if (index >= kMeanArray14Words) {
         LoggerDb::getInstance().setError(
-            QStringLiteral("the statistic of value %1 of '%2' cannot be computed: a 14-value record holds the "
-                           "values 0 to %3")
+            QStringLiteral(
+                "the statistic of value %1 of '%2' cannot be computed: a 14-value record holds the "
+                "values 0 to %3")
                 .arg(QString::number(index), id, QString::number(kMeanArray14Words - 1)));
         return nullptr;
     }
@@ -134,8 +136,8 @@ bool LoggerApi::checkHarmonicOrders(const QString& id, const int* orders, const 
     if (problem.isEmpty()) {
         return true;
     }
-    LoggerDb::getInstance().setError(QStringLiteral("the harmonics statistic of '%1' cannot be computed: %2")
-                                         .arg(id, problem));
+    LoggerDb::getInstance().setError(
+        QStringLiteral("the harmonics statistic of '%1' cannot be computed: %2").arg(id, problem));
     return false;
 }
 
@@ -152,13 +154,15 @@ std::shared_ptr<DataStatisticBase<float>> LoggerApi::getHarmonicsStatistic(const
         return nullptr;
     }
     const QString name = QStringLiteral("getHarmonicsStatistic(") + id;
-    trace(name + QStringLiteral("), Complex=") + (fromComplex ? QStringLiteral("True") : QStringLiteral("False")) +
-          QStringLiteral("  Start: ") + traceTime(start) + QStringLiteral(" End: ") + traceTime(end));
+    trace(name + QStringLiteral("), Complex=") +
+          (fromComplex ? QStringLiteral("True") : QStringLiteral("False")) + QStringLiteral("  Start: ") +
+          traceTime(start) + QStringLiteral(" End: ") + traceTime(end));
 
     int baseTypeId = -1;
     if (fromComplex) {
         trace(name + QStringLiteral(") from Complex values..."));
-        baseTypeId = getBaseTypeId(LoggerType::CYCLIC, LoggerDataType::COMPLEX, QLatin1String(kComplexHarmonicsId));
+        baseTypeId =
+            getBaseTypeId(LoggerType::CYCLIC, LoggerDataType::COMPLEX, QLatin1String(kComplexHarmonicsId));
     } else {
         baseTypeId = getBaseTypeId(LoggerType::CYCLIC, LoggerDataType::HARMONICS, id);
     }
@@ -229,9 +233,9 @@ std::shared_ptr<DataStatisticBase<float>> LoggerApi::getHarmonicsStatistic(const
 // Statistics of merged histograms.
 
 template <int N>
-std::shared_ptr<DataStatisticBase<float>> LoggerApi::histogramStatistic(const QString& id, timespec start,
-                                                                        timespec end, float nominal,
-                                                                        float lowerPercent, float upperPercent)
+std::shared_ptr<DataStatisticBase<float>>
+LoggerApi::histogramStatistic(const QString& id, timespec start, timespec end, float nominal,
+                              float lowerPercent, float upperPercent)
 {
     if (!mDatabase.checkValidity()) {
         return nullptr;
@@ -248,15 +252,15 @@ std::shared_ptr<DataStatisticBase<float>> LoggerApi::histogramStatistic(const QS
 
 std::shared_ptr<DataStatisticBase<float>> LoggerApi::getFrequencyStatistic(const QString& id, timespec start,
                                                                            timespec end, float nominal,
-                                                                           float lowerPercent, float upperPercent)
+                                                                           float lowerPercent,
+                                                                           float upperPercent)
 {
     return histogramStatistic<kFrequencyClasses>(id, start, end, nominal, lowerPercent, upperPercent);
 }
 
-std::shared_ptr<DataStatisticBase<float>> LoggerApi::getMainsSignallingStatistic(const QString& id,
-                                                                                 timespec start, timespec end,
-                                                                                 float nominal, float lowerPercent,
-                                                                                 float upperPercent)
+std::shared_ptr<DataStatisticBase<float>>
+LoggerApi::getMainsSignallingStatistic(const QString& id, timespec start, timespec end, float nominal,
+                                       float lowerPercent, float upperPercent)
 {
     return histogramStatistic<kMainsSignallingClasses>(id, start, end, nominal, lowerPercent, upperPercent);
 }

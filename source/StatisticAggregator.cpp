@@ -6,6 +6,7 @@
 
 #include <QString>
 
+#include <cmath>
 #include <cstdint>
 
 namespace qzlogger {
@@ -74,13 +75,15 @@ void StatisticAggregator::add(DataStatisticBase<long>& record)
         setData(record);
         return;
     }
-    const long long records = wholePart(getIntervals(mLastUtc, record.utc, mRecordInterval) + 0.5);
+    // The whole number of record intervals, not held to a count: a gap of more records than an
+    // int holds still loses as many values as the largest count.
+    const double records = std::trunc(getIntervals(mLastUtc, record.utc, mRecordInterval) + 0.5);
     // Without a value interval the lost records cannot be told in values.
-    if (records >= 2 && (record.quality & kClockChanged) == 0 && LoggerTimeStamp::getSeconds(mValueInterval) > 0.0) {
+    const bool clockChanged = (record.quality & kClockChanged) != 0;
+    if (records >= 2 && !clockChanged && LoggerTimeStamp::getSeconds(mValueInterval) > 0.0) {
         // Each lost record would have held record interval / value interval values.
-        const double perRecord =
-            LoggerTimeStamp::getSeconds(LoggerTimeStamp::divide(mRecordInterval, mValueInterval));
-        mAggregated.missing = addCount(mAggregated.missing, wholePart(static_cast<double>(records - 1) * perRecord));
+        const double perRecord = statistic_detail::quotientSeconds(mRecordInterval, mValueInterval);
+        mAggregated.missing = addCount(mAggregated.missing, wholePart((records - 1.0) * perRecord));
     }
     mAggregated.utc = record.utc;
     mAggregated.betweenLimits = addCount(mAggregated.betweenLimits, record.betweenLimits);
@@ -90,8 +93,8 @@ void StatisticAggregator::add(DataStatisticBase<long>& record)
     mLastUtc = record.utc;
 }
 
-void StatisticAggregator::addArray(DataStatisticBase<long>& record, timespec start, float* values, float* limits,
-                                   int count, timespec time, long quality)
+void StatisticAggregator::addArray(DataStatisticBase<long>& record, timespec start, float* values,
+                                   float* limits, int count, timespec time, long quality)
 {
     if (count < 0 || (count > 0 && (values == nullptr || limits == nullptr))) {
         return;
@@ -119,8 +122,7 @@ double StatisticAggregator::getIntervals(timespec first, timespec second, timesp
     if (!(LoggerTimeStamp::getSeconds(interval) > 0.0)) {
         return 0.0;
     }
-    return LoggerTimeStamp::getSeconds(
-        LoggerTimeStamp::divide(LoggerTimeStamp::subtract(second, first), interval));
+    return statistic_detail::quotientSeconds(LoggerTimeStamp::subtract(second, first), interval);
 }
 
 int StatisticAggregator::getMissingMeasValues(timespec start, timespec end) const

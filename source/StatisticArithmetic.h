@@ -4,6 +4,8 @@
 // quotients in double of whatever times, limits and shares they are given, and must stay
 // countable.
 
+#include "LoggerTimeStamp.h"
+
 #include <climits>
 #include <cmath>
 #include <ctime>
@@ -30,6 +32,19 @@ inline long long wholePart(double value)
         return INT_MIN;
     }
     return static_cast<long long>(std::trunc(value));
+}
+
+// The seconds of a / b as LoggerTimeStamp::divide gives them where the quotient fits a time word;
+// beyond, where divide has no word for it, the quotient itself, so that the counts made of it
+// saturate instead of turning negative.
+inline double quotientSeconds(timespec a, timespec b)
+{
+    constexpr double kLargestTimeWord = 2147483647.0;
+    const double quotient = LoggerTimeStamp::getSeconds(a) / LoggerTimeStamp::getSeconds(b);
+    if (std::isfinite(quotient) && std::fabs(quotient) < kLargestTimeWord - 1.0) {
+        return LoggerTimeStamp::getSeconds(LoggerTimeStamp::divide(a, b));
+    }
+    return quotient;
 }
 
 } // namespace statistic_detail

@@ -23,7 +23,9 @@ int wholeInt(double value)
 
 using statistic_detail::isSet;
 
-StatisticCalculator::StatisticCalculator(unsigned int channels) : StatisticCalculatorBase(channels) {}
+StatisticCalculator::StatisticCalculator(unsigned int channels) : StatisticCalculatorBase(channels)
+{
+}
 
 StatisticCalculator::~StatisticCalculator()
 {
@@ -143,8 +145,8 @@ void StatisticCalculator::addDataArray(timespec time, const float* values, const
     countExpected(1, quality);
 }
 
-void StatisticCalculator::addDataArrayToSingleStatistic(timespec time, float* values, float* limits, int count,
-                                                        long quality)
+void StatisticCalculator::addDataArrayToSingleStatistic(timespec time, float* values, float* limits,
+                                                        int count, long quality)
 {
     if (count < 0 || (count > 0 && (values == nullptr || limits == nullptr))) {
         return;

@@ -171,6 +171,16 @@ timespec referenceDivide(timespec a, timespec b)
     return at(seconds, nanos);
 }
 
+// The seconds of a / b as divide gives them, where the quotient has a time word; beyond, the
+// quotient itself: a count made of a quotient that divide cannot hold saturates.
+double referenceQuotient(timespec a, timespec b)
+{
+    const double quotient = referenceSeconds(a) / referenceSeconds(b);
+    if (std::isfinite(quotient) && std::fabs(quotient) < 2147483646.0)
+        return referenceSeconds(referenceDivide(a, b));
+    return quotient;
+}
+
 bool isZeroTime(timespec time)
 {
     return time.tv_sec == 0 && time.tv_nsec == 0;
@@ -488,7 +498,7 @@ public:
     {
         if (!isPositive(interval))
             return 0.0;
-        return referenceSeconds(referenceDivide(referenceSubtract(second, first), interval));
+        return referenceQuotient(referenceSubtract(second, first), interval);
     }
 
     void add(const DataStatisticBase<long>& record)
@@ -503,7 +513,7 @@ public:
         // interval), worked by divide and getSeconds, truncated to an integer". A value interval
         // that is not positive books nothing.
         if (n >= 2 && (record.quality & kClockChanged) == 0 && isPositive(mValueInterval)) {
-            const double perRecord = referenceSeconds(referenceDivide(mRecordInterval, mValueInterval));
+            const double perRecord = referenceQuotient(mRecordInterval, mValueInterval);
             const int lost = countOf(static_cast<double>(n - 1) * perRecord);
             mAggregated.missing = addSaturated(mAggregated.missing, lost);
         }
@@ -1560,10 +1570,9 @@ TEST(StatisticPropertyTest, AggregatedRecordsAgreeWithTheReference)
 }
 
 // Gaps of decades between records, intervals of nanoseconds, and reads of the whole 32-bit time:
-// quotients far beyond a 32-bit time word. The division of times turns such a quotient into the
-// word 0x80000000, so that a gap of more intervals than a word holds counts as negative: it books
-// no lost records and no values outside the range, and a record interval of more value intervals
-// than that makes each lost record worth a negative number of values. The counts stay within int.
+// quotients far beyond a 32-bit time word, which the division of times has no word for. They are
+// taken as they are, so that lost records and values outside the range saturate the counts
+// instead of turning them negative. The counts stay within int.
 TEST(StatisticPropertyTest, AggregatorHugeGapsOverTinyIntervalsAgreeWithTheReference)
 {
     runSequences("aggregator huge gaps", 3000, [](Dice& dice, SequenceLog& log) -> std::string {

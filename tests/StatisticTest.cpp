@@ -71,8 +71,7 @@ float share(int count, int expected)
     return static_cast<float>(count / factor);
 }
 
-#define EXPECT_SAME_FLOAT(actual, expected)                                                            \
-    EXPECT_EQ(bitsOf(actual), bitsOf(expected))
+#define EXPECT_SAME_FLOAT(actual, expected) EXPECT_EQ(bitsOf(actual), bitsOf(expected))
 
 // A calculator of one channel between lower and upper.
 void setLimits(StatisticCalculator& calculator, double lower, double upper)
@@ -600,7 +599,8 @@ TEST(StatisticAggregatorTest, AGapOfSeveralRecordsBooksTheLostRecordsValuesButAC
 
     // Half an interval before the range's start and after its end: 60 values each.
     EXPECT_EQ(aggregator.getMissingMeasValues(at(kFirstSecond - 600), at(kFirstSecond + 5400)), 120);
-    const DataStatisticBase<float> result = aggregator.getDataStatistic(at(kFirstSecond - 600), at(kFirstSecond + 5400));
+    const DataStatisticBase<float> result =
+        aggregator.getDataStatistic(at(kFirstSecond - 600), at(kFirstSecond + 5400));
     EXPECT_SAME_FLOAT(result.betweenLimits, static_cast<float>(225.0 / 480.0 * 100.0));
     EXPECT_SAME_FLOAT(result.limitViolation, static_cast<float>(10.0 / 480.0 * 100.0));
     EXPECT_SAME_FLOAT(result.missing, static_cast<float>(245.0 / 480.0 * 100.0));
@@ -646,7 +646,8 @@ TEST(StatisticAggregatorTest, NothingCountedGivesZerosAndARangeInsideTheRecordsA
     DataStatisticBase<long> record = statisticRecord(kFirstSecond, kFirstSecond + 600, 30, 20, 10);
     aggregator.add(record);
     EXPECT_EQ(aggregator.getMissingMeasValues(at(kFirstSecond + 100), at(kFirstSecond + 200)), 0);
-    const DataStatisticBase<float> inside = aggregator.getDataStatistic(at(kFirstSecond + 100), at(kFirstSecond + 200));
+    const DataStatisticBase<float> inside =
+        aggregator.getDataStatistic(at(kFirstSecond + 100), at(kFirstSecond + 200));
     EXPECT_SAME_FLOAT(inside.betweenLimits, 50.0f);
     EXPECT_SAME_FLOAT(inside.missing, static_cast<float>(20.0 / 60.0 * 100.0));
 
@@ -766,9 +767,11 @@ protected:
     {
         ASSERT_TRUE(mLogCaptured);
         ASSERT_TRUE(mStore.start()) << mStore.errorString().toStdString();
-        setReadPauseObserverForTesting([this](unsigned long milliseconds) { mPauses.push_back(milliseconds); });
-        setLoggerMessageObserverForTesting(
-            [this](const std::string& text, LoggerMessageType) { mTraces.push_back(QString::fromStdString(text)); });
+        setReadPauseObserverForTesting(
+            [this](unsigned long milliseconds) { mPauses.push_back(milliseconds); });
+        setLoggerMessageObserverForTesting([this](const std::string& text, LoggerMessageType) {
+            mTraces.push_back(QString::fromStdString(text));
+        });
     }
     void TearDown() override
     {
@@ -780,9 +783,11 @@ protected:
 
     // A started CYCLIC logger of items of T, interval seconds apart in the catalogue.
     template <typename T>
-    TestLogger* startLogger(const QString& id, LoggerDataType dataType, double interval = 1.0, float scale = 0.0f)
+    TestLogger* startLogger(const QString& id, LoggerDataType dataType, double interval = 1.0,
+                            float scale = 0.0f)
     {
-        mLoggers.push_back(std::make_unique<TestLogger>(id, static_cast<int>(sizeof(T)), LoggerType::CYCLIC, dataType));
+        mLoggers.push_back(
+            std::make_unique<TestLogger>(id, static_cast<int>(sizeof(T)), LoggerType::CYCLIC, dataType));
         TestLogger* logger = mLoggers.back().get();
         logger->setInterval(interval);
         logger->setHeaderParameters(scale, 0.25f);
@@ -794,8 +799,8 @@ protected:
     // The items as one block through the writer, and the catalogue brought up to date.
     template <typename T> void write(TestLogger* logger, const std::vector<T>& items)
     {
-        ASSERT_NE(logger->writeDatas(reinterpret_cast<const char*>(items.data()), static_cast<int>(items.size()),
-                                     true, true),
+        ASSERT_NE(logger->writeDatas(reinterpret_cast<const char*>(items.data()),
+                                     static_cast<int>(items.size()), true, true),
                   nullptr);
         ASSERT_TRUE(logger->updateAccess());
     }
@@ -902,7 +907,8 @@ TEST_F(StatisticGetterTest, TheVtqAndTheFourteenValueStatisticsJudgeTheirValue)
     EXPECT_EQ(first->limitViolation, 100.0f);
 
     // Word 42 lies beyond the record: null at once, and the last error says which words there are.
-    EXPECT_EQ(mApi.getMeanArray14Statistic(arrayId, 42, at(t), at(t + 2400), 100.0f, 100.0f, 200.0f), nullptr);
+    EXPECT_EQ(mApi.getMeanArray14Statistic(arrayId, 42, at(t), at(t + 2400), 100.0f, 100.0f, 200.0f),
+              nullptr);
     const QString text = LoggerApiInterface::getLastError();
     EXPECT_TRUE(text.contains(QLatin1String("0 to 41"))) << text.toStdString();
     EXPECT_EQ(failedLookupPauses(), 0);
@@ -915,8 +921,8 @@ TEST_F(StatisticGetterTest, AnUnknownIdPausesAndAnswersNullAndARangeWithoutValue
     ASSERT_FALSE(HasFailure());
     write<DataMean>(logger, {meanItem(kFirstSecond, 1.0f), meanItem(kFirstSecond + 1, 1.0f)});
 
-    EXPECT_EQ(mApi.getMeanStatistic(QStringLiteral("no.such.mean"), at(kFirstSecond), at(kFirstSecond + 5), 1.0f,
-                                    50.0f, 150.0f),
+    EXPECT_EQ(mApi.getMeanStatistic(QStringLiteral("no.such.mean"), at(kFirstSecond), at(kFirstSecond + 5),
+                                    1.0f, 50.0f, 150.0f),
               nullptr);
     EXPECT_EQ(failedLookupPauses(), 1);
     EXPECT_TRUE(LoggerApiInterface::getLastError().contains(QLatin1String("'no.such.mean'")));
@@ -961,7 +967,8 @@ TEST_F(StatisticGetterTest, TheHarmonicsStatisticJudgesEachChosenOrderOfTheStore
     TestLogger* logger = startLogger<DataHarmonics>(id, LoggerDataType::HARMONICS, 600.0);
     ASSERT_FALSE(HasFailure());
     const int32_t t = kFirstSecond;
-    write<DataHarmonics>(logger, {harmonicsItem(t, 5.0f, 7.0f, 1.0f), harmonicsItem(t + 600, 9.0f, 9.0f, 9.0f, kNotJudged),
+    write<DataHarmonics>(logger, {harmonicsItem(t, 5.0f, 7.0f, 1.0f),
+                                  harmonicsItem(t + 600, 9.0f, 9.0f, 9.0f, kNotJudged),
                                   harmonicsItem(t + 1800, 1.0f, 1.0f, 1.0f)}); // one record lost before
     int orders[3] = {3, 5, 7};
     float limits[3] = {5.0f, 6.0f, 5.0f};
@@ -975,15 +982,17 @@ TEST_F(StatisticGetterTest, TheHarmonicsStatisticJudgesEachChosenOrderOfTheStore
     EXPECT_SAME_FLOAT(result->missing, share(4, 12));
     EXPECT_EQ(result->utcStart.tv_sec, t);
     EXPECT_EQ(result->utc.tv_sec, t + 1800);
-    EXPECT_TRUE(traced(QStringLiteral("getHarmonicsStatistic(") + id + QStringLiteral("), Complex=False  Start: ")));
+    EXPECT_TRUE(
+        traced(QStringLiteral("getHarmonicsStatistic(") + id + QStringLiteral("), Complex=False  Start: ")));
     EXPECT_TRUE(traced(QStringLiteral("getHarmonicsStatistic(") + id + QStringLiteral("): numValues = 3")));
 
     // A range without records is null, and so is an unknown id, after the pause.
     EXPECT_EQ(mApi.getHarmonicsStatistic(id, at(t - 86400), at(t - 3600), orders, limits, 3, false), nullptr);
     EXPECT_TRUE(traced(QStringLiteral("getHarmonicsStatistic(") + id + QStringLiteral("): numValues = 0")));
     EXPECT_EQ(failedLookupPauses(), 0);
-    EXPECT_EQ(mApi.getHarmonicsStatistic(QStringLiteral("no.harm"), at(t), at(t + 2400), orders, limits, 3, false),
-              nullptr);
+    EXPECT_EQ(
+        mApi.getHarmonicsStatistic(QStringLiteral("no.harm"), at(t), at(t + 2400), orders, limits, 3, false),
+        nullptr);
     EXPECT_TRUE(traced(QStringLiteral("getHarmonicsStatistic(no.harm) measuredTypeId < 0")));
     EXPECT_EQ(failedLookupPauses(), 1);
 }
@@ -1000,7 +1009,8 @@ TEST_F(StatisticGetterTest, OrdersOutsideTheRecordOrWithoutArraysAreRefusedBefor
     const timespec start = at(kFirstSecond);
     const timespec end = at(kFirstSecond + 600);
     EXPECT_EQ(mApi.getHarmonicsStatistic(id, start, end, outside, limits, 2, false), nullptr);
-    EXPECT_TRUE(LoggerApiInterface::getLastError().contains(QLatin1String("order 51"))) << LoggerApiInterface::getLastError().toStdString();
+    EXPECT_TRUE(LoggerApiInterface::getLastError().contains(QLatin1String("order 51")))
+        << LoggerApiInterface::getLastError().toStdString();
     EXPECT_EQ(mApi.getHarmonicsStatistic(id, start, end, negative, limits, 2, true), nullptr);
     EXPECT_TRUE(LoggerApiInterface::getLastError().contains(QLatin1String("order -1")));
     EXPECT_EQ(mApi.getHarmonicsStatistic(id, start, end, nullptr, limits, 2, false), nullptr);
@@ -1037,7 +1047,8 @@ TEST_F(StatisticGetterTest, TheHarmonicsStatisticFromComplexValuesJudgesTheAmpli
     const int32_t t = kFirstSecond;
     // Without the complex logger: null at once, without the pause of the other way.
     EXPECT_EQ(mApi.getHarmonicsStatistic(id, at(t), at(t + 3000), orders, limits, 2, true), nullptr);
-    EXPECT_TRUE(traced(QStringLiteral("getHarmonicsStatistic(") + id + QStringLiteral(") measuredTypeId < 0")));
+    EXPECT_TRUE(
+        traced(QStringLiteral("getHarmonicsStatistic(") + id + QStringLiteral(") measuredTypeId < 0")));
     EXPECT_EQ(failedLookupPauses(), 0);
 
     TestLogger* logger = startLogger<DataComplexArray>(complexId, LoggerDataType::COMPLEX, 600.0, 40.0f);
@@ -1051,13 +1062,16 @@ TEST_F(StatisticGetterTest, TheHarmonicsStatisticFromComplexValuesJudgesTheAmpli
     EXPECT_SAME_FLOAT(result->betweenLimits, share(4, 6));
     EXPECT_SAME_FLOAT(result->limitViolation, share(2, 6));
     EXPECT_EQ(result->missing, 0.0f);
-    EXPECT_TRUE(traced(QStringLiteral("getHarmonicsStatistic(") + id + QStringLiteral(") from Complex values...")));
-    EXPECT_TRUE(traced(QStringLiteral("getHarmonicsStatistic(") + id + QStringLiteral("), Complex=True  Start: ")));
+    EXPECT_TRUE(
+        traced(QStringLiteral("getHarmonicsStatistic(") + id + QStringLiteral(") from Complex values...")));
+    EXPECT_TRUE(
+        traced(QStringLiteral("getHarmonicsStatistic(") + id + QStringLiteral("), Complex=True  Start: ")));
 }
 
 // A record of ten minutes of 600 expected values.
-template <int N> DataHistogram<N> histogramRecord(int32_t start, float lower, float upper,
-                                                  const std::vector<std::pair<int, float>>& classes)
+template <int N>
+DataHistogram<N> histogramRecord(int32_t start, float lower, float upper,
+                                 const std::vector<std::pair<int, float>>& classes)
 {
     DataHistogram<N> record{};
     record.utcStart = stamp(start);
@@ -1079,8 +1093,8 @@ TEST_F(StatisticGetterTest, FrequencyAndMainsSignallingStatisticsJudgeTheMergedH
     TestLogger* signalling = startLogger<DataHistogram<200>>(signallingId, LoggerDataType::HISTOGRAM);
     ASSERT_FALSE(HasFailure());
     const int32_t t = kFirstSecond;
-    write<DataHistogram<2650>>(frequency,
-                               {histogramRecord<2650>(t, 45.0f, 55.0f, {{1000, 20.0f}, {1325, 50.0f}, {1700, 30.0f}})});
+    write<DataHistogram<2650>>(
+        frequency, {histogramRecord<2650>(t, 45.0f, 55.0f, {{1000, 20.0f}, {1325, 50.0f}, {1700, 30.0f}})});
     write<DataHistogram<200>>(signalling,
                               {histogramRecord<200>(t, 0.0f, 10.0f, {{0, 85.0f}, {11, 10.0f}, {199, 5.0f}})});
 
@@ -1119,10 +1133,12 @@ TEST_F(StatisticGetterTest, FrequencyAndMainsSignallingStatisticsJudgeTheMergedH
     EXPECT_LT(hour->betweenLimits, 20.0f);
 
     // An unknown id: null at once, with the id in the last error.
-    EXPECT_EQ(mApi.getFrequencyStatistic(QStringLiteral("no.histogram"), at(t), at(t + 599), 50.0f, 99.0f, 101.0f),
-              nullptr);
+    EXPECT_EQ(
+        mApi.getFrequencyStatistic(QStringLiteral("no.histogram"), at(t), at(t + 599), 50.0f, 99.0f, 101.0f),
+        nullptr);
     EXPECT_TRUE(LoggerApiInterface::getLastError().contains(QLatin1String("'no.histogram'")));
-    EXPECT_EQ(mApi.getMainsSignallingStatistic(QStringLiteral("no.histogram"), at(t), at(t + 599), 1.0f, 0.0f, 3.0f),
+    EXPECT_EQ(mApi.getMainsSignallingStatistic(QStringLiteral("no.histogram"), at(t), at(t + 599), 1.0f, 0.0f,
+                                               3.0f),
               nullptr);
     EXPECT_EQ(failedLookupPauses(), 0);
 }
@@ -1144,13 +1160,15 @@ TEST_F(StatisticGetterTest, StoredStatisticRecordsReadBackAndAddUpOverTheRange)
     ASSERT_EQ(stored->mNumItems, 4);
     EXPECT_EQ(stored->mInterval, 600.0);
     for (int index = 0; index < 4; ++index)
-        EXPECT_EQ(std::memcmp(&stored->mItems[index], &records[static_cast<size_t>(index)], sizeof(records[0])), 0);
+        EXPECT_EQ(
+            std::memcmp(&stored->mItems[index], &records[static_cast<size_t>(index)], sizeof(records[0])), 0);
     EXPECT_TRUE(traced(QStringLiteral("getStatisticValues()...")));
     EXPECT_TRUE(traced(QStringLiteral("...getStatistic()")));
 
     // Values every 10 s: 60 a record, 120 in the two lost records, 60 before the first record's
     // start and 60 after the last one's end.
-    const std::shared_ptr<DataStatisticBase<float>> result = mApi.calculateStatistic(id, at(t - 600), at(t + 5400), 10);
+    const std::shared_ptr<DataStatisticBase<float>> result =
+        mApi.calculateStatistic(id, at(t - 600), at(t + 5400), 10);
     ASSERT_NE(result, nullptr);
     EXPECT_SAME_FLOAT(result->betweenLimits, static_cast<float>(225.0 / 480.0 * 100.0));
     EXPECT_SAME_FLOAT(result->limitViolation, static_cast<float>(10.0 / 480.0 * 100.0));
@@ -1165,13 +1183,15 @@ TEST_F(StatisticGetterTest, CalculateStatisticOfAnEmptyRangeOrUnknownIdReturnsZe
     const QString id = QStringLiteral("statisticloggermainssign");
     TestLogger* logger = startLogger<DataStatisticBase<long>>(id, LoggerDataType::STATISTIC, 600.0);
     ASSERT_FALSE(HasFailure());
-    write(logger, std::vector<DataStatisticBase<long>>{statisticRecord(kFirstSecond, kFirstSecond + 600, 50, 5, 5)});
+    write(logger,
+          std::vector<DataStatisticBase<long>>{statisticRecord(kFirstSecond, kFirstSecond + 600, 50, 5, 5)});
     const DataStatisticBase<float> zero{};
     const std::shared_ptr<DataStatisticBase<float>> empty =
         mApi.calculateStatistic(id, at(kFirstSecond - 86400), at(kFirstSecond - 3600), 10);
     ASSERT_NE(empty, nullptr);
     EXPECT_EQ(std::memcmp(empty.get(), &zero, sizeof(zero)), 0);
-    const PtrLoggerResultStatistic none = mApi.getStatisticValues(id, at(kFirstSecond - 86400), at(kFirstSecond - 3600));
+    const PtrLoggerResultStatistic none =
+        mApi.getStatisticValues(id, at(kFirstSecond - 86400), at(kFirstSecond - 3600));
     ASSERT_NE(none, nullptr);
     EXPECT_EQ(none->mNumItems, 0);
     EXPECT_EQ(failedLookupPauses(), 0);
@@ -1182,8 +1202,9 @@ TEST_F(StatisticGetterTest, CalculateStatisticOfAnEmptyRangeOrUnknownIdReturnsZe
     EXPECT_EQ(std::memcmp(unknown.get(), &zero, sizeof(zero)), 0);
     EXPECT_EQ(failedLookupPauses(), 1);
     EXPECT_TRUE(LoggerApiInterface::getLastError().contains(QLatin1String("'no.statistic'")));
-    EXPECT_EQ(mApi.getStatisticValues(QStringLiteral("no.statistic"), at(kFirstSecond), at(kFirstSecond + 600)),
-              nullptr);
+    EXPECT_EQ(
+        mApi.getStatisticValues(QStringLiteral("no.statistic"), at(kFirstSecond), at(kFirstSecond + 600)),
+        nullptr);
 }
 
 TEST_F(StatisticGetterTest, ValueIntervalsOfZeroNegativeOrAboveADayBookNoMissingValuesFromTime)
@@ -1191,8 +1212,9 @@ TEST_F(StatisticGetterTest, ValueIntervalsOfZeroNegativeOrAboveADayBookNoMissing
     const QString id = QStringLiteral("statistic.intervals");
     TestLogger* logger = startLogger<DataStatisticBase<long>>(id, LoggerDataType::STATISTIC, 600.0);
     ASSERT_FALSE(HasFailure());
-    write(logger, std::vector<DataStatisticBase<long>>{statisticRecord(kFirstSecond, kFirstSecond + 600, 30, 0, 10),
-                                                       statisticRecord(kFirstSecond + 6000, kFirstSecond + 6600, 30, 0, 10)});
+    write(logger, std::vector<DataStatisticBase<long>>{
+                      statisticRecord(kFirstSecond, kFirstSecond + 600, 30, 0, 10),
+                      statisticRecord(kFirstSecond + 6000, kFirstSecond + 6600, 30, 0, 10)});
     for (int interval : {0, -10, 86400 * 2, INT_MIN, INT_MAX}) {
         const std::shared_ptr<DataStatisticBase<float>> result =
             mApi.calculateStatistic(id, at(kFirstSecond - 3600), at(kFirstSecond + 7200), interval);
