@@ -13,14 +13,15 @@
 #include "WriterStore.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QString>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <ctime>
-#include <functional>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -126,29 +127,50 @@ TEST_F(LastErrorTextTest, EveryFailedReadOnAStoreNamesItsObject)
     EXPECT_EQ(LoggerApiInterface::getLastError(), QString());
 }
 
-TEST_F(LastErrorTextTest, OperationsNotAvailableYetSaySoInTheLastError)
+TEST_F(LastErrorTextTest, CatalogueQueriesAndExportsNameTheirObject)
 {
+    WriterStore store;
+    ASSERT_TRUE(store.start()) << store.errorString().toStdString();
+    TestLogger logger(QStringLiteral("err.export"), static_cast<int>(sizeof(DataMean)));
+    ASSERT_TRUE(logger.startLogger()) << LoggerDb::getInstance().getLastError().toStdString();
+    std::vector<DataMean> means(3);
+    for (size_t index = 0; index < means.size(); ++index)
+        means[index].utc =
+            DataTimespec{static_cast<int32_t>(kStart.tv_sec + 60 * static_cast<long>(index)), 0};
+    ASSERT_NE(logger.writeDatas(reinterpret_cast<const char*>(means.data()), 3, true, true), nullptr);
+    ASSERT_TRUE(logger.updateAccess());
     LoggerApi api;
-    const QString id = QStringLiteral("rms.u1");
+
+    // A time range of an unknown identification: the arguments stay, the text names the id.
+    clearLastError();
     timespec start = kStart;
     timespec end = kEnd;
-    const std::pair<const char*, std::function<void()>> calls[] = {
-        {"getTimeRange", [&] { api.getTimeRange(LoggerType::CYCLIC, LoggerDataType::MEAN, id, start, end); }},
-        {"getMaximalLoggerSize", [&] { api.getMaximalLoggerSize(LoggerType::CYCLIC, LoggerDataType::MEAN); }},
-        {"getUsedLoggerSize", [&] { api.getUsedLoggerSize(LoggerType::NONE, LoggerDataType::NONE); }},
-        {"getFileList", [&] { api.getFileList(LoggerType::CYCLIC, LoggerDataType::MEAN, QString()); }},
-        {"getMeasIDs", [&] { api.getMeasIDs(LoggerType::CYCLIC); }},
-        {"getFilteredMeanValues", [&] { api.getFilteredMeanValues(id, kStart, kEnd, 1u); }},
-        {"getRms_1_2_Values", [&] { api.getRms_1_2_Values(id, kStart, kEnd); }},
-        {"writeMeasuredValuesToFile", [&] { api.writeMeasuredValuesToFile(id, kStart, kEnd, QString()); }},
-    };
-    for (const auto& call : calls) {
-        clearLastError();
-        call.second();
-        const QString text = LoggerApiInterface::getLastError();
-        EXPECT_TRUE(namesObject(text, QLatin1String(call.first)));
-        EXPECT_TRUE(text.contains(QStringLiteral("not available yet in this version"))) << text.toStdString();
-    }
+    EXPECT_FALSE(api.getTimeRange(LoggerType::CYCLIC, LoggerDataType::MEAN, QStringLiteral("no.such.logger"),
+                                  start, end));
+    EXPECT_TRUE(namesObject(LoggerApiInterface::getLastError(), QStringLiteral("'no.such.logger'")));
+
+    // Descriptions of an unknown identification.
+    clearLastError();
+    EXPECT_TRUE(api.getMeanMeasTypes(QStringLiteral("no.such.logger")).empty());
+    EXPECT_TRUE(namesObject(LoggerApiInterface::getLastError(),
+                            QStringLiteral("Data item (no.such.logger) doesn't exist")));
+
+    // Half-cycle values of an identification that has none.
+    clearLastError();
+    EXPECT_EQ(api.getRms_1_2_Values(QStringLiteral("err.export"), kStart, kEnd), nullptr);
+    EXPECT_TRUE(namesObject(LoggerApiInterface::getLastError(), QStringLiteral("'err.export'")));
+
+    // An export into a folder that does not exist: the text names the file and what to check.
+    clearLastError();
+    QTemporaryDir folder;
+    ASSERT_TRUE(folder.isValid());
+    const QString target = folder.filePath(QStringLiteral("missing/means.raw"));
+    api.writeMeasuredValuesToFile(QStringLiteral("err.export"), kStart, kEnd, target);
+    const QString text = LoggerApiInterface::getLastError();
+    EXPECT_TRUE(namesObject(text, target));
+    EXPECT_TRUE(text.contains(QStringLiteral("check that its folder exists"))) << text.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(target));
+    logger.stopLogger();
 }
 
 // --- bringing the store up ---------------------------------------------------------------------
