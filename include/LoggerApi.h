@@ -351,6 +351,11 @@ private:
     // The error lines of a failed export: the id is not found; its type cannot be loaded.
     void reportNoData(const QString& id);
     void reportNoType();
+    // The first steps of both sample getters: the store must be valid (else false at once), the
+    // entry pause, and the catalogue ids of id's loggers of samples in float and in 16-bit form,
+    // -1 for a form it has not; false, with the last error naming the form asked and after the
+    // lookup pause, where it has neither.
+    bool findSamples(const QString& id, LoggerDataType asked, int& floatId, int& shortId);
     // The 16-bit samples of a DISTURB logger, with the header of its last file read.
     PtrLoggerResultSamples16 readSamples16(int baseTypeId, timespec start, timespec end,
                                            LoggerHeader& header);

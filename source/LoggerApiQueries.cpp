@@ -325,17 +325,27 @@ PtrLoggerResultSamples16 LoggerApi::readSamples16(int baseTypeId, timespec start
                                                            firstItemId, header);
 }
 
-PtrLoggerResultSamples LoggerApi::getSamplesValues(const QString& id, timespec start, timespec end, bool)
+bool LoggerApi::findSamples(const QString& id, LoggerDataType asked, int& floatId, int& shortId)
 {
     if (!mDatabase.checkValidity()) {
-        return nullptr;
+        return false;
     }
     readPause(kEntryPause);
-    const int floatId = getBaseTypeId(LoggerType::DISTURB, LoggerDataType::SAMPLES, id);
-    const int shortId = getBaseTypeId(LoggerType::DISTURB, LoggerDataType::SAMPLES16, id);
+    floatId = getBaseTypeId(LoggerType::DISTURB, LoggerDataType::SAMPLES, id);
+    shortId = getBaseTypeId(LoggerType::DISTURB, LoggerDataType::SAMPLES16, id);
     if (floatId < 0 && shortId < 0) {
-        reportUnknownId(LoggerType::DISTURB, LoggerDataType::SAMPLES, id);
+        reportUnknownId(LoggerType::DISTURB, asked, id);
         readPause(kFailedLookupPause);
+        return false;
+    }
+    return true;
+}
+
+PtrLoggerResultSamples LoggerApi::getSamplesValues(const QString& id, timespec start, timespec end, bool)
+{
+    int floatId = -1;
+    int shortId = -1;
+    if (!findSamples(id, LoggerDataType::SAMPLES, floatId, shortId)) {
         return nullptr;
     }
     PtrLoggerResultSamples samples;
@@ -370,15 +380,9 @@ PtrLoggerResultSamples LoggerApi::getSamplesValues(const QString& id, timespec s
 
 PtrLoggerResultSamples16 LoggerApi::getSamples16Values(const QString& id, timespec start, timespec end, bool)
 {
-    if (!mDatabase.checkValidity()) {
-        return nullptr;
-    }
-    readPause(kEntryPause);
-    const int floatId = getBaseTypeId(LoggerType::DISTURB, LoggerDataType::SAMPLES, id);
-    const int shortId = getBaseTypeId(LoggerType::DISTURB, LoggerDataType::SAMPLES16, id);
-    if (floatId < 0 && shortId < 0) {
-        reportUnknownId(LoggerType::DISTURB, LoggerDataType::SAMPLES16, id);
-        readPause(kFailedLookupPause);
+    int floatId = -1;
+    int shortId = -1;
+    if (!findSamples(id, LoggerDataType::SAMPLES16, floatId, shortId)) {
         return nullptr;
     }
     LoggerHeader header{};
