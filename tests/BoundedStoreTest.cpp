@@ -36,6 +36,7 @@
 #include "MeanItemFiles.h"
 #include "ProgressFile.h"
 #include "TmpfsMount.h"
+#include "TypedTestLogger.h"
 #include "WriterStore.h"
 
 #include <QByteArray>
@@ -188,34 +189,16 @@ DataOperator operatorItem(int64_t second, int number)
 }
 
 // A typed logger of the writer with its identification built in, as the instrument's own.
-template <typename T> class SimulatedLogger : public LoggerTemplate<T> {
+template <typename T> class SimulatedLogger : public TypedTestLogger<T> {
 public:
     SimulatedLogger(LoggerDataType dataType, const QString& id, double interval, int cacheItems)
-        : LoggerTemplate<T>(LoggerType::CYCLIC, dataType), mId(id), mInterval(interval)
+        : TypedTestLogger<T>(LoggerType::CYCLIC, dataType, id, interval)
     {
         if (cacheItems > 1) {
             this->setCacheCapacity(cacheItems);
             this->setCacheTimeout(kCacheQuietMs);
         }
     }
-
-    // Items that wait in the cache, not yet handed to the card.
-    unsigned int waitingItems() { return this->mCache.getCount(); }
-
-    QString getLoggerName() override { return QStringLiteral("SimulatedLogger ") + mId; }
-    QString getConfiguratedMeasuredTypeId() override { return mId; }
-    double getInterval() override { return mInterval; }
-    DataMeasType getDataMeasType(const QString& idString) override
-    {
-        DataMeasType measType;
-        measType.configId = idString;
-        measType.interval = mInterval;
-        return measType;
-    }
-
-private:
-    const QString mId;
-    const double mInterval;
 };
 
 // --- Talk between the processes ----------------------------------------------------------------

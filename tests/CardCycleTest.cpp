@@ -35,6 +35,7 @@
 #include "LoggerState.h"
 #include "LoggerTemplate.h"
 #include "ProgressFile.h"
+#include "TypedTestLogger.h"
 #include "WriterStore.h"
 
 #include <QDeadlineTimer>
@@ -125,35 +126,16 @@ DataMean meanAt(int32_t second)
 
 // A logger of the writer with its identification built in; it can tell whether its cache is
 // full, which decides the fate of the item in hand.
-template <typename T> class CycleLogger : public LoggerTemplate<T> {
+template <typename T> class CycleLogger : public TypedTestLogger<T> {
 public:
     CycleLogger(LoggerDataType dataType, const char* id, double interval, int cacheItems, int quietMs)
-        : LoggerTemplate<T>(LoggerType::CYCLIC, dataType), mId(QString::fromLatin1(id)), mInterval(interval)
+        : TypedTestLogger<T>(LoggerType::CYCLIC, dataType, QString::fromLatin1(id), interval)
     {
         if (cacheItems > 0) {
             this->setCacheCapacity(cacheItems);
             this->setCacheTimeout(quietMs);
         }
     }
-
-    QString getLoggerName() override { return QStringLiteral("CycleLogger ") + mId; }
-    QString getConfiguratedMeasuredTypeId() override { return mId; }
-    double getInterval() override { return mInterval; }
-    DataMeasType getDataMeasType(const QString& idString) override
-    {
-        DataMeasType measType;
-        measType.configId = idString;
-        measType.interval = mInterval;
-        return measType;
-    }
-    bool cacheFull()
-    {
-        return this->mCache.getCapacity() > 0 && this->mCache.getCount() >= this->mCache.getCapacity();
-    }
-
-private:
-    const QString mId;
-    const double mInterval;
 };
 
 class CycleAlarms : public LoggerEventAlarm {

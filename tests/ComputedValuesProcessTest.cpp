@@ -33,6 +33,7 @@
 #include "LoggerState.h"
 #include "LoggerTemplate.h"
 #include "MeanItemFiles.h"
+#include "TypedTestLogger.h"
 #include "WaitUntil.h"
 #include "WriterStore.h"
 
@@ -502,25 +503,13 @@ int32_t weekStart()
 
 // A CYCLIC logger of one record type as the writer's own loggers are: an identification, the
 // interval of its values, a cache of a period's items.
-template <typename T> class WeekLogger : public LoggerTemplate<T> {
+template <typename T> class WeekLogger : public TypedTestLogger<T> {
 public:
     WeekLogger(LoggerDataType dataType, const QString& id, double interval, int cacheCapacity)
-        : LoggerTemplate<T>(LoggerType::CYCLIC, dataType), mId(id), mInterval(interval)
+        : TypedTestLogger<T>(LoggerType::CYCLIC, dataType, id, interval)
     {
         this->setCacheCapacity(cacheCapacity);
         this->setCacheTimeout(1000);
-    }
-    ~WeekLogger() override = default;
-
-    QString getLoggerName() override { return QStringLiteral("WeekLogger ") + mId; }
-    QString getConfiguratedMeasuredTypeId() override { return mId; }
-    double getInterval() override { return mInterval; }
-    DataMeasType getDataMeasType(const QString& idString) override
-    {
-        DataMeasType measType;
-        measType.configId = idString;
-        measType.interval = mInterval;
-        return measType;
     }
 
     // Offers the items from next on whose time is not after until; false where one was refused.
@@ -532,10 +521,6 @@ public:
         }
         return true;
     }
-
-private:
-    QString mId;
-    double mInterval;
 };
 
 // --- what the reader answers -----------------------------------------------------------------------

@@ -48,6 +48,7 @@
 #include "LoggerStateReceiver.h"
 #include "LoggerTemplate.h"
 #include "MeanItemFiles.h"
+#include "TypedTestLogger.h"
 #include "WaitUntil.h"
 #include "WriterStore.h"
 
@@ -378,28 +379,12 @@ template <typename T> T itemOf(int32_t base, int k)
 
 // A typed logger of the writer with its identification built in, as the instrument's own. Each
 // item goes to the card at once.
-template <typename T> class StoreLogger : public LoggerTemplate<T> {
+template <typename T> class StoreLogger : public TypedTestLogger<T> {
 public:
-    StoreLogger(const StoredLogger& stored)
-        : LoggerTemplate<T>(stored.type, stored.dataType), mId(stored.id), mInterval(stored.interval)
+    explicit StoreLogger(const StoredLogger& stored)
+        : TypedTestLogger<T>(stored.type, stored.dataType, stored.id, stored.interval)
     {
     }
-    ~StoreLogger() override = default;
-
-    QString getLoggerName() override { return QStringLiteral("StoreLogger ") + mId; }
-    QString getConfiguratedMeasuredTypeId() override { return mId; }
-    double getInterval() override { return mInterval; }
-    DataMeasType getDataMeasType(const QString& idString) override
-    {
-        DataMeasType measType;
-        measType.configId = idString;
-        measType.interval = mInterval;
-        return measType;
-    }
-
-private:
-    QString mId;
-    double mInterval;
 };
 
 // --- the reader's side -----------------------------------------------------------------------------

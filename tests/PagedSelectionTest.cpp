@@ -47,21 +47,10 @@ timespec at(int64_t seconds, long nanoseconds = 0)
 class PagedLogger : public TestLogger {
 public:
     PagedLogger(const QString& id, int blockSize, LoggerType type, LoggerDataType dataType, double interval)
-        : TestLogger(id, blockSize, type, dataType), mInterval(interval)
+        : TestLogger(id, blockSize, type, dataType)
     {
+        setInterval(interval);
     }
-
-    double getInterval() override { return mInterval; }
-    DataMeasType getDataMeasType(const QString& idString) override
-    {
-        DataMeasType measType;
-        measType.configId = idString;
-        measType.interval = mInterval;
-        return measType;
-    }
-
-private:
-    double mInterval;
 };
 
 template <typename T> QByteArray bytesOf(const std::vector<T>& items)
