@@ -1223,6 +1223,36 @@ TEST_F(TypedQueriesStoreTest, FloatSamplesComeAsStoredAndAsSixteenBitsInTheStore
     EXPECT_TRUE(sameItems(samples16, std::vector<Samples16>(narrow.begin() + 1, narrow.end())));
 }
 
+// The scales of the float form are those of the header that the read of the 16-bit items filled in,
+// not the header as it was before the read.
+TEST_F(TypedQueriesStoreTest, SixteenBitSamplesComeAsStoredAndAsFloatsWithTheScalesOfTheHeaderJustRead)
+{
+    const QString id = QStringLiteral("samples16.u");
+    const float scaleVoltage = 0.5f;
+    const float scaleCurrent = 0.125f;
+    std::vector<Samples16> items;
+    for (const Samples& item : floatSamples(5, kFirstSecond, 700.5f))
+        items.push_back(referenceNarrow(item, 1.0f / scaleVoltage, 1.0f / scaleCurrent));
+    write(startLogger(id, LoggerType::DISTURB, LoggerDataType::SAMPLES16, sizeof(Samples16), scaleVoltage,
+                      scaleCurrent),
+          items);
+    ASSERT_FALSE(HasFailure());
+
+    mPauses.clear();
+    EXPECT_TRUE(sameItems(mApi.getSamples16Values(id, at(kFirstSecond), at(kFirstSecond + 4), true), items));
+    EXPECT_EQ(mPauses, (std::vector<unsigned long>{kEntryPause, kReadPause}));
+    std::vector<Samples> wide;
+    for (const Samples16& item : items)
+        wide.push_back(referenceWiden(item, scaleVoltage, scaleCurrent));
+    mPauses.clear();
+    mMessages.clear();
+    const PtrLoggerResultSamples samples =
+        mApi.getSamplesValues(id, at(kFirstSecond), at(kFirstSecond + 4), true);
+    EXPECT_TRUE(sameItems(samples, wide));
+    EXPECT_EQ(mPauses, (std::vector<unsigned long>{kEntryPause, kReadPause}));
+    EXPECT_EQ(countMessages("samples scale scaleVoltage=0.5 scaleCurrent=0.125", LOGGER_MESSAGE_ROUTINE), 1);
+}
+
 TEST_F(TypedQueriesStoreTest, WhereTheFloatLoggerHasNoItemsInTheRangeTheSixteenBitLoggerOfTheSameIdIsRead)
 {
     const QString id = QStringLiteral("samples.u");
