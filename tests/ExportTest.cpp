@@ -1160,6 +1160,22 @@ TEST_F(ExportTest, AnExportOfARangeWithoutFilesLeavesNoFileAndLogsNoDataWritten)
     EXPECT_TRUE(apiErrors().isEmpty()) << apiErrors().join(QLatin1Char('\n')).toStdString();
 }
 
+TEST_F(ExportTest, AnExportWhoseReadFailsWritesNothingAndLogsThatNoDataWasRead)
+{
+    const QString mean = QStringLiteral("aggr.mean_1s.u1");
+    startAndWrite(mean, LoggerType::CYCLIC, LoggerDataType::MEAN, patternedItems<DataMean>(3, kFirstSecond));
+    ASSERT_FALSE(HasFailure());
+    const QString path = output(QStringLiteral("reversed.bin"));
+    ASSERT_TRUE(writeFile(path, QByteArray("earlier export")));
+
+    // A range whose end lies before its start within a file: the read answers null.
+    mApi.writeMeasuredValuesToFile(mean, at(kFirstSecond + 2), at(kFirstSecond + 1), path);
+    EXPECT_EQ(fileBytes(path), QByteArray("earlier export"));
+    EXPECT_TRUE(logged(path + QStringLiteral(": no data readed")));
+    EXPECT_FALSE(logged(QStringLiteral("No data written")));
+    EXPECT_FALSE(logged(path + QStringLiteral(": File Size= -1")));
+}
+
 TEST_F(ExportTest, AnExportOfAnUnknownIdWritesNothingAndReportsItsErrorAfterThePause)
 {
     const QString unknown = QStringLiteral("no.such.logger");

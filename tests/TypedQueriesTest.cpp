@@ -634,6 +634,10 @@ TEST(TypedQueriesWithoutStoreTest, EveryQueryAnswersItsFailureValueWithoutAPause
     EXPECT_TRUE(rms.names.empty());
     DataLoggerFile file{};
     EXPECT_FALSE(api.correctDatabaseItem(id, file));
+    // Not even a list that holds the id holds it while the store is not valid.
+    std::vector<QString> ids{id};
+    QString sought = id;
+    EXPECT_FALSE(api.existsId(ids, sought));
     EXPECT_TRUE(pauses.empty());
     setReadPauseObserverForTesting(nullptr);
 }
@@ -666,9 +670,17 @@ TEST_F(TypedQueriesStoreTest,
     all.push_back(QStringLiteral("pq.events"));
     all.push_back(shared);
     all.insert(all.end(), operatorIds.begin(), operatorIds.end());
-    const std::vector<QString> none = mApi.getMeasIDs(LoggerType::NONE);
+    std::vector<QString> none = mApi.getMeasIDs(LoggerType::NONE);
     EXPECT_EQ(none, all);
     EXPECT_EQ(std::count(none.begin(), none.end(), shared), 2);
+
+    // The test of a list compares the whole text.
+    QString sought = shared;
+    EXPECT_TRUE(mApi.existsId(none, sought));
+    sought = QStringLiteral("shared.u");
+    EXPECT_FALSE(mApi.existsId(none, sought));
+    sought = QStringLiteral("SHARED.U1");
+    EXPECT_FALSE(mApi.existsId(none, sought));
 }
 
 TEST_F(TypedQueriesStoreTest, EachDescriptionQueryGivesOneDescriptionPerIdWithItsCataloguedFields)
