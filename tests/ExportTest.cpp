@@ -6,6 +6,7 @@
 // header, damaged events as stored, and what becomes of an export that has nothing to write or
 // cannot open its file. Each test runs in a process of its own.
 
+#include "ImmutableFile.h"
 #include "LogCapture.h"
 #include "LoggerApi.h"
 #include "LoggerApiInterface.h"
@@ -43,7 +44,6 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -376,48 +376,6 @@ bool writeFile(const QString& path, const QByteArray& bytes)
     QFile file(path);
     return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(bytes) == bytes.size();
 }
-
-// Runs a program to its end; its exit code, or -1 where it did not run.
-int runProgram(const QString& program, const QStringList& arguments, QString& output)
-{
-    QProcess process;
-    process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(program, arguments);
-    if (!process.waitForStarted(10000) || !process.waitForFinished(30000)) {
-        process.kill();
-        process.waitForFinished(1000);
-        output = process.errorString();
-        return -1;
-    }
-    output = QString::fromLocal8Bit(process.readAll()).trimmed();
-    return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-}
-
-// A file that not even root may open for writing, for the life of the object: the immutable
-// attribute of the file system.
-class ImmutableFile {
-public:
-    explicit ImmutableFile(const QString& path) : mPath(path)
-    {
-        mSet = runProgram(QStringLiteral("chattr"), {QStringLiteral("+i"), mPath}, mError) == 0;
-    }
-    ~ImmutableFile()
-    {
-        QString output;
-        if (mSet)
-            runProgram(QStringLiteral("chattr"), {QStringLiteral("-i"), mPath}, output);
-    }
-    ImmutableFile(const ImmutableFile&) = delete;
-    ImmutableFile& operator=(const ImmutableFile&) = delete;
-
-    bool isSet() const { return mSet; }
-    QString error() const { return mError; }
-
-private:
-    QString mPath;
-    QString mError;
-    bool mSet = false;
-};
 
 // --- the fixture ---------------------------------------------------------------------------------
 
