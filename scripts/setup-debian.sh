@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages that building, testing and running the store need, where
 # they are missing: clang with its runtime libraries builds the fuzz target, llvm reports its
-# coverage, doxygen makes the API reference (the target qzlogger_doc). Safe to run again.
+# coverage, doxygen makes the API reference (the target qzlogger_doc), python3 runs the tests'
+# reader of exported files. Safe to run again.
 set -euo pipefail
 
 packages=(
@@ -12,6 +13,7 @@ packages=(
   dbus dbus-daemon tzdata
   clang libclang-rt-14-dev llvm
   doxygen
+  python3
 )
 
 missing=()

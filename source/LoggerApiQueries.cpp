@@ -351,8 +351,9 @@ PtrLoggerResultSamples LoggerApi::getSamplesValues(const QString& id, timespec s
     PtrLoggerResultSamples samples;
     LoggerHeader header{};
     if (floatId < 0) {
-        samples = convert16BitToFloatResult(readSamples16(shortId, start, end, header), header.Parameter1,
-                                            header.Parameter2);
+        // The scales are those of the file read last: the read must be done before they are taken.
+        const PtrLoggerResultSamples16 stored = readSamples16(shortId, start, end, header);
+        samples = convert16BitToFloatResult(stored, header.Parameter1, header.Parameter2);
     } else {
         int firstItemId = 0;
         samples = getValues<DataSamplesBase<float, int>, void*>(LoggerType::DISTURB, floatId, start, end, -1,

@@ -1,29 +1,10 @@
 #include "TmpfsMount.h"
 
-#include <QProcess>
+#include "RunProgram.h"
+
 #include <QStringList>
 
 #include <sys/statvfs.h>
-
-namespace {
-
-// Runs a program to its end; its exit code, or -1 where it did not run.
-int runProgram(const QString& program, const QStringList& arguments, QString& output)
-{
-    QProcess process;
-    process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(program, arguments);
-    if (!process.waitForStarted(10000) || !process.waitForFinished(30000)) {
-        process.kill();
-        process.waitForFinished(1000);
-        output = process.errorString();
-        return -1;
-    }
-    output = QString::fromLocal8Bit(process.readAll()).trimmed();
-    return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-}
-
-} // namespace
 
 TmpfsMount::TmpfsMount(const QString& path, qint64 bytes) : mPath(path)
 {
