@@ -17,6 +17,7 @@
 
 #include <QElapsedTimer>
 
+#include <algorithm>
 #include <atomic>
 #include <memory>
 
@@ -191,6 +192,35 @@ TEST(LoggerCacheTimerTest, RepeatedStartTimerShorterThanTimeoutNeverFires)
     timer.stopTimer();
     EXPECT_EQ(cache.mFlushes.load(), 0);
     timer.closeTimer();
+}
+
+// The cache starts its timer once per item: a million items back to back, each far inside the
+// quiet period, flush nothing from the timer.
+TEST(LoggerCacheTimerTest, AMillionStartsFasterThanTheQuietPeriodNeverFlushFromTheTimer)
+{
+    constexpr int kQuietPeriod = 2000;
+    constexpr int kItems = 1000000;
+    CountingCache cache;
+    LoggerCacheTimer timer;
+    timer.initTimer(&cache);
+    timer.setTimeout(kQuietPeriod);
+
+    QElapsedTimer clock;
+    clock.start();
+    qint64 lastStart = 0;
+    qint64 longestGap = 0;
+    for (int item = 0; item < kItems; ++item) {
+        timer.startTimer();
+        const qint64 now = clock.nsecsElapsed();
+        longestGap = std::max(longestGap, now - lastStart);
+        lastStart = now;
+    }
+    timer.stopTimer();
+    longestGap = std::max(longestGap, clock.nsecsElapsed() - lastStart);
+    timer.closeTimer();
+
+    ASSERT_LT(longestGap, qint64(kQuietPeriod) * 1000000) << "the machine was too busy to start in time";
+    EXPECT_EQ(cache.mFlushes.load(), 0);
 }
 
 TEST(LoggerCacheTimerTest, CloseTimerOnATimerWhoseThreadNeverRanReturnsAfterAMillisecond)

@@ -178,6 +178,32 @@ TEST(LoggerTimerTest, RepeatedStartTimerShorterThanTimeoutNeverFires)
     EXPECT_GE(elapsed, milliseconds(kTimeout) - kEarlyTolerance);
 }
 
+// A cache restarts its timer with every item. A source that delivers items back to back, a
+// million of them each far inside the time-out, must never see the timer fire: each restart
+// moves the quiet period on, and none may be taken for its end.
+TEST(LoggerTimerTest, ASteadyStreamOfStartsFasterThanTheTimeoutNeverFires)
+{
+    constexpr int kTimeout = 2000;
+    constexpr int kStarts = 1000000;
+    SignallingTimer timer;
+    timer.setTimeout(kTimeout);
+
+    Clock::time_point lastStart = Clock::now();
+    Clock::duration longestGap{0};
+    for (int start = 0; start < kStarts; ++start) {
+        timer.startTimer();
+        const Clock::time_point now = Clock::now();
+        longestGap = std::max(longestGap, now - lastStart);
+        lastStart = now;
+    }
+    timer.stopTimer();
+    longestGap = std::max(longestGap, Clock::now() - lastStart);
+
+    // Only a pause longer than the time-out would let the timer fire rightly.
+    ASSERT_LT(longestGap, milliseconds(kTimeout)) << "the machine was too busy to start in time";
+    EXPECT_EQ(timer.fireTimes().size(), 0u);
+}
+
 TEST(LoggerTimerTest, StopTimerPreventsFiringAndStartTimerArmsItAgain)
 {
     constexpr int kTimeout = 200;
