@@ -1,7 +1,8 @@
 #pragma once
 
 // What the benchmark programs share: the names under which their reporters keep runs, the
-// peak memory they print, and blocks of mean items with rising stamps.
+// peak memory they print, the process's system calls and context switches per operation, and
+// blocks of mean items with rising stamps.
 
 #include "LoggerDataItems.h"
 
@@ -12,6 +13,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <ctime>
 #include <string>
 #include <sys/resource.h>
@@ -47,6 +49,46 @@ inline long peakResidentKb()
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
     return usage.ru_maxrss;
+}
+
+// What the whole process (every thread) did in the kernel so far: the read and write system
+// calls the kernel counts in /proc/self/io (syscr, syscw; open, close and futex calls are not
+// among them), and the context switches, voluntary and forced. A thread that is woken and goes
+// back to sleep shows as a voluntary switch, which is how a wake-up per operation shows.
+struct ProcessKernelCounts {
+    long long readWriteCalls = 0;
+    long long contextSwitches = 0;
+
+    static ProcessKernelCounts now()
+    {
+        ProcessKernelCounts counts;
+        if (FILE* io = std::fopen("/proc/self/io", "r")) {
+            char name[32];
+            long long value = 0;
+            while (std::fscanf(io, "%31s %lld", name, &value) == 2) {
+                if (std::string(name) == "syscr:" || std::string(name) == "syscw:")
+                    counts.readWriteCalls += value;
+            }
+            std::fclose(io);
+        }
+        rusage usage{};
+        getrusage(RUSAGE_SELF, &usage);
+        counts.contextSwitches = usage.ru_nvcsw + usage.ru_nivcsw;
+        return counts;
+    }
+};
+
+// Sets the counters "rw_calls" and "ctx_switches" of a run, per iteration, from the counts
+// taken before its loop. The counts are taken outside the timed loop.
+inline void setKernelCountsPerIteration(benchmark::State& state, const ProcessKernelCounts& before)
+{
+    const ProcessKernelCounts after = ProcessKernelCounts::now();
+    state.counters["rw_calls"] =
+        benchmark::Counter(static_cast<double>(after.readWriteCalls - before.readWriteCalls),
+                           benchmark::Counter::kAvgIterations);
+    state.counters["ctx_switches"] =
+        benchmark::Counter(static_cast<double>(after.contextSwitches - before.contextSwitches),
+                           benchmark::Counter::kAvgIterations);
 }
 
 // A block of mean items whose stamps are moved on before every write, one millisecond per item
