@@ -20,7 +20,14 @@
 // the default, never starts the timer's thread.
 //
 // Threads: writeLoggerItem and flush run on the caller's thread, the quiet-period flush on the
-// timer's thread; mMutex (recursive) guards mCount and mCacheItems for both.
+// timer's thread; mMutex (recursive) guards mCount, mCacheItems and the log flag for both.
+//
+// The per-item debug messages are decided by a flag the cache keeps, not by asking log4cxx per
+// item, whose level check takes a lock that the timer's thread contends for. The flag is asked
+// anew with the first item of each block and whenever the log configuration's generation
+// moved (LoggerDebug::getLogGeneration), which every appender that comes or goes does. A change
+// of level thus counts from the next block at the latest, and from the next item where a
+// configurator added or removed appenders after it.
 //
 // Lifetime: the logger is not owned and must outlive the cache. The destructor ends the timer's
 // thread before the buffer goes; waiting items are not written, whoever wants them on disk
@@ -59,17 +66,24 @@ public:
     unsigned int getCount();
     unsigned int getCapacity();
     const LoggerCacheTimer& getTimer() const;
+    // The flag the per-item debug messages go by; see above.
+    bool getLogEnabled();
 
 private:
     static bool isDatabaseInitialized();
     // Copies the item behind the waiting ones. The caller holds mMutex and has checked room.
     void storeItem(const T* item);
+    // Asks for the debug level again where a block begins or the configuration moved. The caller
+    // holds mMutex.
+    void refreshLogEnabled();
     void logCacheMessage(const QString& text);
 
     unsigned int mCount = 0;                // items waiting
     LoggerBase* mLogger;                    // owner, not owned
     LoggerCacheTimer mTimer;                // the quiet period, bound to this cache
     LoggerResult<T, void*> mCacheItems{0u}; // buffer; its size is the capacity
+    bool mLogEnabled = false;               // LoggerDebug::isLogEnabled() when last asked
+    unsigned int mLogGeneration = 0;        // the log generation then; 0 before the first ask
 };
 
 template <typename T> LoggerCache<T>::LoggerCache(LoggerBase* logger) : mLogger(logger)
@@ -107,6 +121,7 @@ template <typename T> bool LoggerCache<T>::writeLoggerItem(const T* item)
     }
     const bool fullOnEntry = mCount >= capacity;
     if (!fullOnEntry) {
+        refreshLogEnabled();
         storeItem(item);
         logCacheMessage(QStringLiteral("Cache Item added"));
         if (mCount < capacity) {
@@ -198,6 +213,12 @@ template <typename T> const LoggerCacheTimer& LoggerCache<T>::getTimer() const
     return mTimer;
 }
 
+template <typename T> bool LoggerCache<T>::getLogEnabled()
+{
+    QMutexLocker locker(&mMutex);
+    return mLogEnabled;
+}
+
 template <typename T> bool LoggerCache<T>::isDatabaseInitialized()
 {
     return LoggerDb::getInstance().isInitialized();
@@ -209,10 +230,19 @@ template <typename T> void LoggerCache<T>::storeItem(const T* item)
     ++mCount;
 }
 
+template <typename T> void LoggerCache<T>::refreshLogEnabled()
+{
+    const unsigned int generation = LoggerDebug::getLogGeneration();
+    if (mCount == 0 || generation != mLogGeneration) {
+        mLogEnabled = LoggerDebug::isLogEnabled();
+        mLogGeneration = generation;
+    }
+}
+
 template <typename T> void LoggerCache<T>::logCacheMessage(const QString& text)
 {
     // The text is only passed on where debug output is wanted.
-    if (LoggerDebug::isLogEnabled()) {
+    if (mLogEnabled) {
         LoggerDebug::logPqEventMessage(mLogger, text);
     }
 }

@@ -60,6 +60,10 @@ public:
     // logUtcRange) reach no log; they are built only where isLogEnabled() holds.
     // True where the category "Logger.Db" lets debug lines through.
     static bool isLogEnabled();
+    // A number that moves whenever the log configuration may have changed: whoever keeps an
+    // answer of isLogEnabled() on a hot path asks again when it moves. A level set by hand
+    // with log4cxx's setLevel does not move it.
+    static unsigned int getLogGeneration();
     static void logMessage(const QString& text);
     static void logError(const QString& text);
     // text + " count=" + count + " utc=" + getUtcStr(utc).

@@ -6,6 +6,7 @@
 #include "LoggerDb.h"
 #include "LoggerFileInfo.h"
 #include "LoggerFileSystem.h"
+#include "LoggerLogging.h"
 
 #include <QDateTime>
 
@@ -213,6 +214,11 @@ QString fileTimeText(const DataTimespec& utc)
 bool LoggerDebug::isLogEnabled()
 {
     return LoggerDb::getInstance().isLoggingEnabled();
+}
+
+unsigned int LoggerDebug::getLogGeneration()
+{
+    return LoggerLogging::getGeneration();
 }
 
 void LoggerDebug::logMessage(const QString& text)

@@ -9,8 +9,10 @@
 #include <log4cxx/logmanager.h>
 #include <log4cxx/patternlayout.h>
 #include <log4cxx/propertyconfigurator.h>
+#include <log4cxx/spi/hierarchyeventlistener.h>
 #include <log4cxx/xml/domconfigurator.h>
 
+#include <atomic>
 #include <exception>
 #include <mutex>
 
@@ -30,6 +32,36 @@ LoggingState& loggingState()
     static LoggingState state;
     return state;
 }
+
+// A plain integer read without a lock on every hot-path check; relaxed, since a keeper of an
+// answer only needs to see that it moved, and asks log4cxx itself for the new answer.
+std::atomic<unsigned int> sGeneration{1};
+
+// Tells of every appender that comes or goes in the repository: a configurator, ours or the
+// host's, resets the repository and adds its appenders again.
+class AppenderChangeListener : public log4cxx::spi::HierarchyEventListener {
+public:
+    void addAppenderEvent(const log4cxx::Logger*, const log4cxx::Appender*) override
+    {
+        LoggerLogging::configurationChanged();
+    }
+    void removeAppenderEvent(const log4cxx::Logger*, const log4cxx::Appender*) override
+    {
+        LoggerLogging::configurationChanged();
+    }
+
+    const log4cxx::helpers::Class& getClass() const override
+    {
+        return log4cxx::helpers::Object::getStaticClass();
+    }
+    bool instanceof (const log4cxx::helpers::Class& clazz) const override { return cast(clazz) != nullptr; }
+    const void* cast(const log4cxx::helpers::Class& clazz) const override
+    {
+        return &clazz == &log4cxx::helpers::Object::getStaticClass()
+                   ? static_cast<const log4cxx::helpers::Object*>(this)
+                   : nullptr;
+    }
+};
 
 log4cxx::LogString toLogString(const QString& text)
 {
@@ -69,6 +101,7 @@ void configureConsoleDefault(const log4cxx::spi::LoggerRepositoryPtr& repository
 void configureProcess(LoggingState& state)
 {
     const log4cxx::spi::LoggerRepositoryPtr repository = log4cxx::LogManager::getLoggerRepository();
+    repository->addHierarchyEventListener(std::make_shared<AppenderChangeListener>());
 
     // Claiming the repository's first configuration keeps log4cxx's own start-up, with its
     // search of the working directory, from ever running. Where the claim fails, someone in the
@@ -78,6 +111,7 @@ void configureProcess(LoggingState& state)
     if (!claimed) {
         std::lock_guard<std::mutex> lock(state.mutex);
         state.source = LoggerLogging::Source::Host;
+        LoggerLogging::configurationChanged();
         return;
     }
 
@@ -107,6 +141,7 @@ void configureProcess(LoggingState& state)
             configuredFile.isEmpty() ? LoggerLogging::Source::ConsoleDefault : LoggerLogging::Source::File;
         state.file = configuredFile;
     }
+    LoggerLogging::configurationChanged();
 
     const log4cxx::LoggerPtr root = repository->getRootLogger();
     for (const QString& warning : warnings)
@@ -122,6 +157,16 @@ void LoggerLogging::configure()
 {
     LoggingState& state = loggingState();
     std::call_once(state.once, [&state] { configureProcess(state); });
+}
+
+unsigned int LoggerLogging::getGeneration()
+{
+    return sGeneration.load(std::memory_order_relaxed);
+}
+
+void LoggerLogging::configurationChanged()
+{
+    sGeneration.fetch_add(1, std::memory_order_relaxed);
 }
 
 LoggerLogging::Source LoggerLogging::getSource()

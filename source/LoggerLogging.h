@@ -17,6 +17,14 @@
 // configure() acts once per process and may be called from any thread; TrackObject::initTrack
 // calls it before the first logger is fetched. Where log4cxx was already configured in the
 // process before (a host program that set it up itself), that configuration stays untouched.
+//
+// getGeneration() changes whenever the configuration may have changed: when configure() ran,
+// and when an appender was added to or removed from any logger of the repository, which every
+// run of a log4cxx configurator does, the host's own included (a listener on the repository,
+// installed by configure(), sees it). Whoever keeps an answer of isDebugEnabled() and its like
+// for a hot path asks again when the number moves. A level set by hand with Logger::setLevel
+// tells nobody; such a keeper also asks again at its own natural points (the write cache: with
+// the first item of each block).
 class LoggerLogging {
 public:
     static constexpr const char* kConfigVariable = "QZLOGGER_LOG_CONFIG";
@@ -35,6 +43,10 @@ public:
     static void configure();
 
     static Source getSource();
+    // Starts at 1; see above.
+    static unsigned int getGeneration();
+    // Moves the generation on.
+    static void configurationChanged();
     // The file that configured log4cxx; empty unless the source is File.
     static QString getConfigurationFile();
 };

@@ -17,6 +17,10 @@
 
 #include <QElapsedTimer>
 
+#include <log4cxx/helpers/properties.h>
+#include <log4cxx/logger.h>
+#include <log4cxx/propertyconfigurator.h>
+
 #include <algorithm>
 #include <atomic>
 #include <memory>
@@ -282,6 +286,39 @@ TEST_F(LoggerCacheTest, NinetyNineItemsStayInMemoryUntilTheQuietPeriodEnds)
     EXPECT_EQ(logger->cache().getCount(), 0u);
     // The quiet-period flush stops its timer.
     EXPECT_FALSE(logger->cache().getTimer().getRunning());
+}
+
+// The cache decides its per-item debug messages by a flag of its own. A level set by hand counts
+// from the next block; a configurator that adds an appender counts from the next item.
+TEST_F(LoggerCacheTest, AChangeOfTheLogLevelReachesTheCachesDebugFlag)
+{
+    startStore();
+    const log4cxx::LoggerPtr db = log4cxx::Logger::getLogger("Logger.Db");
+    db->setLevel(log4cxx::Level::getInfo());
+    auto logger = startedLogger(kCapacity, kLongQuietPeriodMilliseconds);
+    const int32_t start = testStartSecond();
+    ASSERT_TRUE(writeItems(*logger, start, 1));
+    EXPECT_FALSE(logger->cache().getLogEnabled());
+
+    db->setLevel(log4cxx::Level::getDebug());
+    ASSERT_TRUE(logger->flush());
+    ASSERT_TRUE(writeItems(*logger, start + 1, 1));
+    EXPECT_TRUE(logger->cache().getLogEnabled());
+
+    // In the middle of a block: the appender that the configurator adds tells the cache.
+    log4cxx::helpers::Properties properties;
+    properties.setProperty(LOG4CXX_STR("log4j.logger.Logger.Db"), LOG4CXX_STR("INFO, quiet"));
+    // An appender that lets nothing through, so that the test's own output stays as it is.
+    properties.setProperty(LOG4CXX_STR("log4j.appender.quiet"),
+                           LOG4CXX_STR("org.apache.log4j.ConsoleAppender"));
+    properties.setProperty(LOG4CXX_STR("log4j.appender.quiet.layout"),
+                           LOG4CXX_STR("org.apache.log4j.SimpleLayout"));
+    properties.setProperty(LOG4CXX_STR("log4j.appender.quiet.Threshold"), LOG4CXX_STR("OFF"));
+    log4cxx::PropertyConfigurator::configure(properties);
+    ASSERT_FALSE(db->isDebugEnabled());
+    ASSERT_TRUE(writeItems(*logger, start + 2, 1));
+    EXPECT_EQ(logger->cache().getCount(), 2u);
+    EXPECT_FALSE(logger->cache().getLogEnabled());
 }
 
 TEST_F(LoggerCacheTest, TheHundredthItemWritesAllHundredAtOnce)
