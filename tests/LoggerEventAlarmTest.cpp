@@ -389,8 +389,8 @@ TEST_F(LoggerEventAlarmTest, AHundredEventsReachTheFileAsOneBlockOfTwentyFourHun
     }
 }
 
-// The cache timer begins its delay from rest with a wait that it does not count (LoggerTimer),
-// so a lone event reaches the card after one to two quiet periods, never before the first ends.
+// The cache timer's first delay from rest is one full quiet period (LoggerTimer), so a lone event
+// reaches the card once it has ended, never before.
 TEST_F(LoggerEventAlarmTest, ASingleEventReachesTheFileOnlyAfterTheQuietPeriodOfTenSeconds)
 {
     constexpr int kQuietPeriod = 10000;
