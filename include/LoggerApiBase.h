@@ -143,9 +143,11 @@ public:
     // in the sizes of info, whose itemSize the caller sets. The listed infos are baseType's own.
     //
     // The files whose span overlaps start..end, in catalogue order, until the items counted pass
-    // maxItems; files without an item size are left out. It sets UtcStart and UtcEnd of baseType's
-    // infos to their files' true first and last items where the files can be read. Empty, with
-    // the sizes 0, for null.
+    // maxItems; files without an item size are left out. A file that the writer has left and
+    // whose catalogued range lies wholly outside start..end is passed over without being opened;
+    // every other file is opened, and UtcStart and UtcEnd of its info in baseType are set to its
+    // true first and last items where it can be read. The infos passed over keep the catalogue's
+    // range. Empty, with the sizes 0, for null.
     std::vector<std::shared_ptr<LoggerFileInfo>> getTimeFileList(std::shared_ptr<DefnBaseType> baseType,
                                                                  timespec start, timespec end, int maxItems,
                                                                  FileListInfo& info);

@@ -69,6 +69,66 @@ void message(const QString& text, LoggerMessageType type)
     LoggerDb::getInstance().loggerMessage(text.toStdString(), type);
 }
 
+bool isZeroTime(const timespec& time)
+{
+    return time.tv_sec == 0 && time.tv_nsec == 0;
+}
+
+// The files of the list that the writer may still be appending to, told from the catalogue
+// alone: the last one of the list, which is in the order in which the files were begun, and
+// every file with the latest creation time or the latest first second, by which a writer that
+// starts again picks the file it goes on in. Only such a file can hold items beyond its
+// catalogued range: a file that the writer leaves is catalogued with the time of its last item,
+// and a writer that starts again after a power cut stores the true range of every file before
+// it writes.
+std::vector<bool> filesBeingWritten(const std::vector<std::shared_ptr<LoggerFileInfo>>& files)
+{
+    std::vector<bool> written(files.size(), false);
+    const LoggerFileInfo* lastListed = nullptr;
+    timespec latestCreated{};
+    int32_t latestStartSecond = 0;
+    bool first = true;
+    for (const auto& file : files) {
+        if (file == nullptr) {
+            continue;
+        }
+        lastListed = file.get();
+        if (first || isEarlier(latestCreated, file->UtcCreated)) {
+            latestCreated = file->UtcCreated;
+        }
+        if (first || latestStartSecond < file->UtcStart.tv_sec) {
+            latestStartSecond = file->UtcStart.tv_sec;
+        }
+        first = false;
+    }
+    for (std::size_t index = 0; index < files.size(); ++index) {
+        const LoggerFileInfo* file = files[index].get();
+        if (file == nullptr) {
+            continue;
+        }
+        const timespec created = file->UtcCreated;
+        written[index] = file == lastListed || !isEarlier(created, latestCreated) ||
+                         file->UtcStart.tv_sec >= latestStartSecond;
+    }
+    return written;
+}
+
+// Whether the catalogued range of a file that the writer has left lies wholly outside start..end,
+// so that the file's true range does too and the file cannot add an item. The items of such a
+// file lie within its catalogued range. A range of which the catalogue holds a 0 (a file whose
+// first item was never catalogued) proves nothing, nor does one that runs backward, nor a range
+// asked for whose end lies before its start, where the overlap of the spans does not decide.
+bool cataloguedOutside(const LoggerFileInfo& file, timespec start, timespec end)
+{
+    const timespec fileStart = file.UtcStart;
+    const timespec fileEnd = file.UtcEnd;
+    if (isZeroTime(fileStart) || isZeroTime(fileEnd) || isEarlier(fileEnd, fileStart) ||
+        isEarlier(end, start)) {
+        return false;
+    }
+    return isEarlier(fileEnd, start) || isEarlier(end, fileStart);
+}
+
 } // namespace
 
 LoggerApiBase::LoggerApiBase() = default;
@@ -268,9 +328,28 @@ LoggerApiBase::getTimeFileList(std::shared_ptr<DefnBaseType> baseType, timespec 
     if (logging) {
         LoggerDebug::logUtcRange(QStringLiteral("Filelist utcStart, utcEnd:"), start, end, true);
     }
+    std::vector<std::shared_ptr<LoggerFileInfo>> files;
+    files.reserve(static_cast<std::size_t>(std::max(numFiles, 0)));
     for (int index = 0; index < numFiles; ++index) {
-        const std::shared_ptr<LoggerFileInfo> file = baseType->getFileInfo(index);
+        files.push_back(baseType->getFileInfo(index));
+    }
+    // A file that the catalogue places wholly outside the range is passed over unopened, unless
+    // the writer may still be appending to it: a logger that keeps a file a day for years would
+    // otherwise open thousands of files for a few items.
+    const bool openEveryFile = LoggerHooks::fullTimeFileWalk();
+    const std::vector<bool> beingWritten = openEveryFile ? std::vector<bool>() : filesBeingWritten(files);
+    for (int index = 0; index < numFiles; ++index) {
+        const std::shared_ptr<LoggerFileInfo>& file = files[static_cast<std::size_t>(index)];
         if (file == nullptr) {
+            continue;
+        }
+        if (!openEveryFile && !beingWritten[static_cast<std::size_t>(index)] &&
+            cataloguedOutside(*file, start, end)) {
+            if (logging) {
+                LoggerDebug::logUtcRange(QStringLiteral("Filelist current File [") + QString::number(index) +
+                                             QStringLiteral("]:"),
+                                         file->UtcStart, file->UtcEnd, true);
+            }
             continue;
         }
         // The catalogue's range of the file the writer is appending to lags behind: the true

@@ -32,4 +32,10 @@ std::function<void(unsigned long)>& readPause()
     return hook;
 }
 
+bool& fullTimeFileWalk()
+{
+    static bool hook = false;
+    return hook;
+}
+
 } // namespace LoggerHooks

@@ -24,5 +24,9 @@ std::function<QDate()>& today();
 std::function<void(const std::string& text, LoggerMessageType type)>& loggerMessage();
 // Sees every pause of the read API, in milliseconds, before it is slept.
 std::function<void(unsigned long milliseconds)>& readPause();
+// When true, the list of files of a read by time opens every file of the logger for its true
+// range, also those that the catalogue places wholly outside the range; the answers are the
+// same either way, and a test compares them.
+bool& fullTimeFileWalk();
 
 } // namespace LoggerHooks

@@ -3,13 +3,14 @@
 // files under a fresh root; the logger's type is held in memory, as a reader holds it after
 // loading it from the catalogue.
 
-#include "LoggerTestSeams.h"
 #include "DataFileBuilder.h"
 #include "DataItemsCalculator.h"
 #include "DefnBaseType.h"
 #include "FileListInfo.h"
 #include "LoggerApiBase.h"
+#include "LoggerFileIo.h"
 #include "LoggerFileSystem.h"
+#include "LoggerTestSeams.h"
 #include "ScopedTimeZone.h"
 #include "TemporaryStoreRoot.h"
 
@@ -17,6 +18,7 @@
 
 #include <QFile>
 
+#include <map>
 #include <memory>
 #include <string>
 #include <utility>
@@ -113,6 +115,28 @@ protected:
 };
 
 using Files = std::vector<PtrLoggerFileInfo>;
+
+// The real file system, counting the opens of each data file while it is installed.
+class OpenCounter : public LoggerFileIo {
+public:
+    OpenCounter() { mPrevious = LoggerFileIo::install(this); }
+    ~OpenCounter() override { LoggerFileIo::install(mPrevious); }
+
+    bool open(QFile& file, QIODevice::OpenMode mode) override
+    {
+        ++mOpens[file.fileName()];
+        return LoggerFileIo::open(file, mode);
+    }
+    int opensOf(const PtrLoggerFileInfo& file) const
+    {
+        const auto found = mOpens.find(LoggerFileSystem::getFullFileName(file.get()));
+        return found == mOpens.end() ? 0 : found->second;
+    }
+
+private:
+    LoggerFileIo* mPrevious = nullptr;
+    std::map<QString, int> mOpens;
+};
 
 } // namespace
 
@@ -260,6 +284,82 @@ TEST_F(FileListTest, TheTrueEndOfAFileStillBeingWrittenReplacesTheCataloguedOne)
     const Files list = mApi.getTimeFileList(mType, at(1008), at(1100), -1, info);
     ASSERT_EQ(list.size(), 1u);
     EXPECT_EQ(file->UtcEnd.tv_sec, 1009) << "the reader's copy now has the last item's time";
+    EXPECT_EQ(info.totalSize, 2 * kBlock);
+}
+
+TEST_F(FileListTest, FilesThatTheCatalogueDatesOutsideTheRangeAreNotOpened)
+{
+    const auto oldest = addFile(10, 1000);
+    const auto middle = addFile(10, 2000);
+    const auto later = addFile(10, 3000);
+    const auto newest = addFile(10, 4000);
+    oldest->UtcEnd = DataTimespec{1012, 0}; // wider than its items: a block came out of order
+    OpenCounter counter;
+    FileListInfo info = freshInfo();
+    const Files list = mApi.getTimeFileList(mType, at(2003), at(2005), -1, info);
+    ASSERT_EQ(list.size(), 1u);
+    EXPECT_EQ(list[0], middle);
+    EXPECT_EQ(info.totalSize, 3 * kBlock);
+    EXPECT_EQ(counter.opensOf(oldest), 0);
+    EXPECT_EQ(counter.opensOf(later), 0);
+    EXPECT_GT(counter.opensOf(middle), 0);
+    EXPECT_GT(counter.opensOf(newest), 0) << "the newest file is always read for its true end";
+    EXPECT_EQ(oldest->UtcEnd.tv_sec, 1012) << "a file passed over keeps the catalogue's range";
+}
+
+TEST_F(FileListTest, TheWalkThatOpensEveryFileGivesTheSameList)
+{
+    const auto oldest = addFile(10, 1000);
+    const auto middle = addFile(10, 2000);
+    addFile(10, 3000);
+    OpenCounter counter;
+    setFullTimeFileWalkForTesting(true);
+    FileListInfo info = freshInfo();
+    const Files list = mApi.getTimeFileList(mType, at(2003), at(2005), -1, info);
+    setFullTimeFileWalkForTesting(false);
+    ASSERT_EQ(list.size(), 1u);
+    EXPECT_EQ(list[0], middle);
+    EXPECT_EQ(info.totalSize, 3 * kBlock);
+    EXPECT_GT(counter.opensOf(oldest), 0);
+}
+
+TEST_F(FileListTest, TheNewestFileIsReadForItsTrueEndThoughItsCataloguedEndLiesBeforeTheRange)
+{
+    addFile(10, 1000);
+    const auto newest = addFile(10, 2000);
+    newest->UtcEnd = DataTimespec{2004, 0}; // the writer went on after the catalogue was told
+    FileListInfo info = freshInfo();
+    const Files list = mApi.getTimeFileList(mType, at(2008), at(2100), -1, info);
+    ASSERT_EQ(list.size(), 1u);
+    EXPECT_EQ(list[0], newest);
+    EXPECT_EQ(info.totalSize, 2 * kBlock);
+}
+
+TEST_F(FileListTest, AFileWhoseFirstItemWasNeverCataloguedIsOpened)
+{
+    const auto first = addFile(10, 1000);
+    first->UtcStart = DataTimespec{0, 0};
+    const auto second = addFile(10, 2000);
+    addFile(10, 3000);
+    OpenCounter counter;
+    FileListInfo info = freshInfo();
+    const Files list = mApi.getTimeFileList(mType, at(1500), at(1600), -1, info);
+    EXPECT_TRUE(list.empty());
+    EXPECT_GT(counter.opensOf(first), 0) << "a catalogued range with a start of 0 proves nothing";
+    EXPECT_EQ(first->UtcStart.tv_sec, 1000) << "its true first item replaces the 0";
+    EXPECT_EQ(counter.opensOf(second), 0);
+}
+
+TEST_F(FileListTest, AFileTheWriterMayStillBeWritingIsOpenedWhereverItStandsInTheList)
+{
+    // The latest first second names the writer's file, wherever the catalogue lists it.
+    const auto writing = addFile(10, 3000);
+    writing->UtcEnd = DataTimespec{3004, 0};
+    addFile(10, 1000);
+    FileListInfo info = freshInfo();
+    const Files list = mApi.getTimeFileList(mType, at(3008), at(3100), -1, info);
+    ASSERT_EQ(list.size(), 1u);
+    EXPECT_EQ(list[0], writing);
     EXPECT_EQ(info.totalSize, 2 * kBlock);
 }
 

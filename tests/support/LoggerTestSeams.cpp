@@ -30,3 +30,8 @@ void setReadPauseObserverForTesting(std::function<void(unsigned long millisecond
 {
     LoggerHooks::readPause() = std::move(observer);
 }
+
+void setFullTimeFileWalkForTesting(bool full)
+{
+    LoggerHooks::fullTimeFileWalk() = full;
+}

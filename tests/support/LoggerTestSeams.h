@@ -32,3 +32,8 @@ void setLoggerMessageObserverForTesting(
 
 // Sees every pause of the read API, in milliseconds, before it is slept.
 void setReadPauseObserverForTesting(std::function<void(unsigned long milliseconds)> observer);
+
+// Makes the list of files of a read by time open every file of the logger, as a check of the
+// walk that passes over the files the catalogue places outside the range: both must answer
+// alike. False restores the walk that passes them over.
+void setFullTimeFileWalkForTesting(bool full);
