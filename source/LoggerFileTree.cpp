@@ -14,7 +14,9 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
+#include <string>
 
 QString LoggerFileSystem::loggerDataTypeString(LoggerDataType dataType)
 {
@@ -83,18 +85,39 @@ QString LoggerFileSystem::getFullWeekFolderPath(int year, int week)
 
 namespace {
 
+// Local midnight of 1970-01-01 as a time_t. mktime reads the time-zone file on every call, and
+// every file name of a read needs this value: each thread keeps it for the TZ setting that it
+// was worked out for and works it out anew when TZ changes.
+time_t localEpoch()
+{
+    struct Cached {
+        bool valid = false;
+        std::string zone;
+        time_t epoch = 0;
+    };
+    thread_local Cached cached;
+    const char* zone = std::getenv("TZ");
+    const std::string current = zone == nullptr ? std::string("\x01unset") : std::string(zone);
+    if (!cached.valid || cached.zone != current) {
+        tm epoch{};
+        epoch.tm_year = 70;
+        epoch.tm_mon = 0;
+        epoch.tm_mday = 1;
+        epoch.tm_isdst = -1;
+        cached.epoch = mktime(&epoch);
+        cached.zone = current;
+        cached.valid = true;
+    }
+    return cached.epoch;
+}
+
 // Local midnight of 1970-01-01 plus the creation time, in local time. The same function names
 // the folder when a file is created and when it is looked for, so both agree as long as the
 // process's time zone stays. Worked out with the C library rather than QDateTime, whose local
 // time arithmetic would dominate the cost of every read.
 bool localCreationTime(const LoggerFileInfo* info, tm& local, int& milliseconds)
 {
-    tm epoch{};
-    epoch.tm_year = 70;
-    epoch.tm_mon = 0;
-    epoch.tm_mday = 1;
-    epoch.tm_isdst = -1;
-    const time_t localEpoch = mktime(&epoch);
+    const time_t localEpoch = ::localEpoch();
     const int64_t sinceEpochMs = static_cast<int64_t>(localEpoch) * 1000 +
                                  static_cast<int64_t>(info->UtcCreated.tv_sec) * 1000 +
                                  info->UtcCreated.tv_nsec / 1000000;

@@ -237,8 +237,9 @@ protected:
             info->UtcEnd = file.cataloguedEnd;
             file.path = LoggerFileSystem::getFullFileName(info.get());
             file.bytes = builder.bytes();
-            if (file.onCard)
+            if (file.onCard) {
                 EXPECT_FALSE(builder.write().isEmpty());
+            }
             infos.push_back(info);
         }
         EXPECT_TRUE(retriedTransaction("TimeFileListPropertyTest", [&] {
