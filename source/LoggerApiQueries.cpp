@@ -29,11 +29,6 @@ void message(const QString& text, LoggerMessageType type)
     LoggerDb::getInstance().loggerMessage(text.toStdString(), type);
 }
 
-bool isEarlier(const timespec& a, const timespec& b)
-{
-    return a.tv_sec < b.tv_sec || (a.tv_sec == b.tv_sec && a.tv_nsec < b.tv_nsec);
-}
-
 } // namespace
 
 // ---------------------------------------------------------------------------------------------
@@ -215,10 +210,10 @@ bool LoggerApi::correctDatabaseItem(QString id, DataLoggerFile& file)
         fileInfo->UtcStart = file.utcStart;
         fileInfo->UtcEnd = file.utcEnd;
         // The logger's range widens to take the file's corrected range in.
-        if (isEarlier(file.utcStart, baseType->UtcStart)) {
+        if (loggerapi_detail::isLater(baseType->UtcStart, file.utcStart)) {
             baseType->UtcStart = file.utcStart;
         }
-        if (isEarlier(baseType->UtcEnd, file.utcEnd)) {
+        if (loggerapi_detail::isLater(file.utcEnd, baseType->UtcEnd)) {
             baseType->UtcEnd = file.utcEnd;
         }
         stored = retriedTransaction("correctDatabaseItem", [&]() {
