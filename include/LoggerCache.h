@@ -104,7 +104,8 @@ template <typename T> bool LoggerCache<T>::writeLoggerItem(const T* item)
         return true;
     }
     QMutexLocker locker(&mMutex);
-    const unsigned int capacity = getCapacity();
+    // Read here rather than through getCapacity(), which would lock the recursive mutex again.
+    const auto capacity = static_cast<unsigned int>(mCacheItems.mNumItems);
     if (!isDatabaseInitialized()) {
         // Items wait for the database without a timer; beyond the capacity they are lost.
         if (mCount < capacity) {

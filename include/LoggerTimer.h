@@ -105,4 +105,7 @@ private:
     // The deadline the thread waits for now, kNotWaiting while it does not wait. Written by the
     // thread under mWakeMutex; a start compares its deadline with it to know whether to wake.
     std::atomic<qint64> mWaitingUntil{kNotWaiting};
+    // startTimer() started the thread, which lives until closeTimer() clears this again. Not
+    // copied: a copy has no thread.
+    std::atomic<bool> mThreadStarted{false};
 };

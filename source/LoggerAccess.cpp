@@ -78,41 +78,44 @@ LoggerAccess::~LoggerAccess() = default;
 
 // --- plain state
 
+// The accessors below run for every block under the logger's lock and read through the pointer
+// without taking a share of it: a copy of the shared pointer costs two atomic operations.
+
 timespec LoggerAccess::getCurrentBaseTypeUtcStart()
 {
-    const auto type = mCurrentBaseType;
+    const auto* type = mCurrentBaseType.get();
     return type ? static_cast<timespec>(type->UtcStart) : zeroTime();
 }
 
 timespec LoggerAccess::getCurrentBaseTypeUtcEnd()
 {
-    const auto type = mCurrentBaseType;
+    const auto* type = mCurrentBaseType.get();
     return type ? static_cast<timespec>(type->UtcEnd) : zeroTime();
 }
 
 void LoggerAccess::setCurrentBaseTypeUtcStart(timespec utc)
 {
-    if (const auto type = mCurrentBaseType) {
+    if (auto* type = mCurrentBaseType.get()) {
         type->UtcStart = utc;
     }
 }
 
 void LoggerAccess::setCurrentBaseTypeUtcEnd(timespec utc)
 {
-    if (const auto type = mCurrentBaseType) {
+    if (auto* type = mCurrentBaseType.get()) {
         type->UtcEnd = utc;
     }
 }
 
 timespec LoggerAccess::getCurrentFileInfoUtcStart()
 {
-    const auto file = mCurrentFileInfo;
+    const auto* file = mCurrentFileInfo.get();
     return file ? static_cast<timespec>(file->UtcStart) : zeroTime();
 }
 
 timespec LoggerAccess::getCurrentFileInfoUtcEnd()
 {
-    const auto file = mCurrentFileInfo;
+    const auto* file = mCurrentFileInfo.get();
     return file ? static_cast<timespec>(file->UtcEnd) : zeroTime();
 }
 
@@ -132,62 +135,62 @@ void LoggerAccess::setFileInfoUtcEnd(timespec utc, std::shared_ptr<LoggerFileInf
 
 int LoggerAccess::getCurrentFileInfoId()
 {
-    const auto file = mCurrentFileInfo;
+    const auto* file = mCurrentFileInfo.get();
     return file ? file->Id : -1;
 }
 
 bool LoggerAccess::getCurrentFileInfoFirstDataItem()
 {
-    const auto file = mCurrentFileInfo;
+    const auto* file = mCurrentFileInfo.get();
     return file ? file->mFirstDataItem : false;
 }
 
 void LoggerAccess::setCurrentFileInfoFirstDataItem(bool firstDataItem)
 {
-    if (const auto file = mCurrentFileInfo) {
+    if (auto* file = mCurrentFileInfo.get()) {
         file->mFirstDataItem = firstDataItem;
     }
 }
 
 int LoggerAccess::getId()
 {
-    const auto type = mCurrentBaseType;
+    const auto* type = mCurrentBaseType.get();
     return type ? type->Id : -1;
 }
 
 int LoggerAccess::getFileTime()
 {
-    const auto file = mCurrentFileInfo;
+    const auto* file = mCurrentFileInfo.get();
     return file ? file->UtcStart.tv_sec : -1;
 }
 
 int LoggerAccess::getFilePosition()
 {
-    const auto file = mCurrentFileInfo;
+    const auto* file = mCurrentFileInfo.get();
     return file ? file->mFilePosition : -1;
 }
 
 int LoggerAccess::getFileListSize()
 {
-    const auto type = mCurrentBaseType;
+    const auto* type = mCurrentBaseType.get();
     return type ? type->getFileListSize() : 0;
 }
 
 QString LoggerAccess::getConfigId()
 {
-    const auto type = mCurrentBaseType;
+    const auto* type = mCurrentBaseType.get();
     return type ? type->getConfigId() : QString();
 }
 
 bool LoggerAccess::isCurrentBaseTypeZeroRange()
 {
-    const auto type = mCurrentBaseType;
+    const auto* type = mCurrentBaseType.get();
     return !type || (isZero(type->UtcStart) && isZero(type->UtcEnd));
 }
 
 bool LoggerAccess::checkCurrentDataBlockSize()
 {
-    const auto file = mCurrentFileInfo;
+    const auto* file = mCurrentFileInfo.get();
     return file && file->DataBlockSize == mDataBlockSize;
 }
 

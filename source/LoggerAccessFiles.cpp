@@ -377,7 +377,7 @@ void LoggerAccess::closeAfterWrite()
 void LoggerAccess::advanceBy(qint64 bytes, int numItems, qint64 fileSize)
 {
     mBytesWritten += bytes;
-    if (const auto file = mCurrentFileInfo) {
+    if (auto* file = mCurrentFileInfo.get()) {
         file->mFilePosition = static_cast<int32_t>(std::min<qint64>(file->mFilePosition + bytes, INT32_MAX));
     }
     mCurrentFileSize = static_cast<int>(std::min<qint64>(fileSize, INT32_MAX));

@@ -124,8 +124,13 @@ void LoggerTimer::startTimer()
     if (!mRunning) {
         mRunning = true;
     }
-    if (!isRunning()) {
-        start(QThread::InheritPriority);
+    // Whether the thread runs is a question under QThread's mutex; once this timer started it,
+    // the thread lives until closeTimer(), and the flag answers without the lock.
+    if (!mThreadStarted.load(std::memory_order_acquire)) {
+        if (!isRunning()) {
+            start(QThread::InheritPriority);
+        }
+        mThreadStarted.store(true, std::memory_order_release);
     }
     // A thread that waits for a later deadline wakes then by itself and waits for the rest; only
     // one that would sleep past this deadline is woken now.
@@ -154,6 +159,7 @@ void LoggerTimer::closeTimer()
         mEnabled = false;
         QThread::msleep(kClosePollMilliseconds);
     }
+    mThreadStarted.store(false, std::memory_order_release);
     QThread::msleep(kClosePollMilliseconds);
 }
 
@@ -171,7 +177,8 @@ void LoggerTimer::waitDelay()
 
 void LoggerTimer::setStarting(bool starting)
 {
-    mStarting = starting;
+    // Decides nothing, so it orders nothing: a plain atomic store without a fence.
+    mStarting.store(starting, std::memory_order_relaxed);
 }
 
 bool LoggerTimer::getStarting() const

@@ -181,16 +181,21 @@ PtrLoggerFileInfo LoggerBase::writeInParts(const char* data, int numItems, int l
 
 bool LoggerBase::acceptInOrder(const char* data, int numItems, int block)
 {
-    if (!checkUtcOrder(stampOfItem(data, 0, block))) {
-        return false;
-    }
+    // The stamps are compared in a loop of their own: checkUtcOrder, which logs the refusal, is
+    // asked only for the item that breaks the order.
+    timespec previous = mCurrentUtc;
+    bool checkPrevious = !isZero(previous);
     for (int index = 0; index < numItems; ++index) {
         const timespec stamp = stampOfItem(data, index, block);
-        if (!checkUtcOrder(stamp)) {
-            return false;
+        if (checkPrevious && !isLater(stamp, previous)) {
+            mCurrentUtc = previous;
+            return checkUtcOrder(stamp);
         }
-        mCurrentUtc = stamp;
+        previous = stamp;
+        // A stamp of zero is no reference: the item behind it passes, as after a start.
+        checkPrevious = !isZero(stamp);
     }
+    mCurrentUtc = previous;
     return true;
 }
 
