@@ -8,6 +8,9 @@
 #include <cmath>
 #include <limits>
 #include <string>
+#include <type_traits>
+#include <unordered_map>
+#include <vector>
 
 namespace qzdb {
 
@@ -88,7 +91,9 @@ TableSql makeTableSql(const std::string& table, const Columns& columns)
 struct LinkSql {
     std::string eraseAll; // the links of one owner
     std::string insert;
-    std::string select; // the targets of one owner's links, joined to their table
+    std::string select;    // the targets of one owner's links, joined to their table
+    std::string selectIds; // rowid and target of each of one owner's links
+    std::string eraseOne;  // one link by its rowid
 };
 
 // The file links: no order of their own; they come back as SQLite returns them.
@@ -100,9 +105,13 @@ LinkSql makeFileLinkSql(const std::string& linkTable, const std::string& ownerCo
     sql.insert = "INSERT INTO " + quote(linkTable) + " (" + quote(ownerColumn) + ", " +
                  quote("file_info_id") + ") VALUES (?, ?)";
     sql.select = "SELECT " + qualified(linkTable, "file_info_id") + ", " +
-                 selectColumns(fileTable, kFileInfoColumns) + " FROM " + quote(linkTable) + " LEFT JOIN " +
-                 quote(fileTable) + " ON " + qualified(fileTable, "Id") + "=" +
-                 qualified(linkTable, "file_info_id") + " WHERE " + qualified(linkTable, ownerColumn) + "=?";
+                 selectColumns(fileTable, kFileInfoColumns) + ", " + quote(linkTable) + ".rowid" + " FROM " +
+                 quote(linkTable) + " LEFT JOIN " + quote(fileTable) + " ON " + qualified(fileTable, "Id") +
+                 "=" + qualified(linkTable, "file_info_id") + " WHERE " + qualified(linkTable, ownerColumn) +
+                 "=?";
+    sql.selectIds = "SELECT rowid, " + quote("file_info_id") + " FROM " + quote(linkTable) + " WHERE " +
+                    quote(ownerColumn) + "=?";
+    sql.eraseOne = "DELETE FROM " + quote(linkTable) + " WHERE rowid=?";
     return sql;
 }
 
@@ -190,39 +199,120 @@ void readType(Statement& statement, int& column, DefnBaseType& type)
     type.mDataType = static_cast<LoggerDataType>(statement.columnInt(column++));
 }
 
-// The links of a type to its files, deleted and written anew from the vector, so that the
-// catalogue holds exactly the list in memory.
+// The key of a file table in the connection's cache: one per file-info class.
+template <class FileInfo> CatalogueCache::Table rowKey()
+{
+    static const char key = 0;
+    return &key;
+}
+
+// The links of a type to its files, made to hold exactly the list in memory. Only the difference
+// is written: a link whose file left the list is deleted, and a file that joined it gets a new
+// link, so that a new file costs one row however many files the type has. The owner's links are
+// then the same as if all were deleted and written anew from the list; the ones that stay keep
+// their place among them, and new ones come behind. Links have no order of their own.
 template <class FileInfo>
 void writeFileLinks(Database& database, const LinkSql& sql, int32_t ownerId,
                     const std::vector<std::shared_ptr<FileInfo>>& files)
 {
-    Statement& eraseAll = database.statement(sql.eraseAll);
-    StatementReset eraseReset(eraseAll);
-    eraseAll.bind(1, ownerId);
-    eraseAll.step();
-
+    // How often the list names each file: a file may stand in it twice, and then has two links.
+    std::unordered_map<int32_t, int> unlinked;
     for (const auto& file : files) {
-        Statement& insert = database.statement(sql.insert);
+        if (file) {
+            ++unlinked[file->Id];
+        }
+    }
+    CatalogueCache& cache = database.cache();
+    cache.synchronize(database);
+    // The owner's links as they are: from the cache where it knows them, else from the catalogue.
+    std::vector<CatalogueCache::Link> stored;
+    if (const std::vector<CatalogueCache::Link>* known = cache.links(&sql, ownerId)) {
+        stored = *known;
+    } else {
+        Statement& select = database.statement(sql.selectIds);
+        StatementReset reset(select);
+        select.bind(1, ownerId);
+        while (select.step()) {
+            stored.push_back(CatalogueCache::Link{select.columnInt64(0), select.columnInt(1)});
+        }
+    }
+    std::vector<int64_t> surplus;
+    // The owner's links afterwards, in the catalogue's order: those that stay, then the new.
+    std::vector<CatalogueCache::Link> linked;
+    for (const CatalogueCache::Link& link : stored) {
+        const auto wanted = unlinked.find(link.id);
+        if (wanted != unlinked.end() && wanted->second > 0) {
+            --wanted->second;
+            linked.push_back(link);
+        } else {
+            surplus.push_back(link.rowId);
+        }
+    }
+    // Until the owner's links are mirrored again below, the old entry must not be used.
+    cache.eraseLinks(&sql, ownerId);
+    for (const int64_t rowId : surplus) {
+        Statement& erase = database.statement(sql.eraseOne).track();
+        StatementReset reset(erase);
+        erase.bind(1, rowId);
+        erase.step();
+    }
+    for (const auto& file : files) {
+        // An empty entry has no row to point to; the NOT NULL column refuses it.
+        if (file) {
+            const auto wanted = unlinked.find(file->Id);
+            if (wanted->second == 0) {
+                continue;
+            }
+            --wanted->second;
+        }
+        Statement& insert = database.statement(sql.insert).track();
         StatementReset insertReset(insert);
         insert.bind(1, ownerId);
-        // An empty entry has no row to point to; the NOT NULL column refuses it.
         if (file) {
             insert.bind(2, file->Id);
         } else {
             insert.bind(2, nullptr);
         }
         insert.step();
+        if (file) {
+            linked.push_back(CatalogueCache::Link{database.lastInsertRowId(), file->Id});
+        }
     }
+    cache.putLinks(&sql, ownerId, std::move(linked));
 }
 
 // The files of a type, as fresh objects. A link whose file row is missing (possible only within
 // a transaction that removes the file, or with foreign keys off) is an object that is not
 // stored, as a load of that file by its Id would find.
+//
+// The connection's cache answers where it knows the owner's links and every row they point to;
+// otherwise the catalogue does, and what it gives is kept.
 template <class FileInfo>
 void readFileLinks(Database& database, const LinkSql& sql, int32_t ownerId,
                    std::vector<std::shared_ptr<FileInfo>>& files)
 {
     files.clear();
+    CatalogueCache& cache = database.cache();
+    cache.synchronize(database);
+    const CatalogueCache::Table rows = rowKey<FileInfo>();
+    if (const std::vector<CatalogueCache::Link>* links = cache.links(&sql, ownerId)) {
+        files.reserve(links->size());
+        for (const CatalogueCache::Link& link : *links) {
+            const CatalogueCache::FileRow* row = cache.row(rows, link.id);
+            if (row == nullptr) {
+                break;
+            }
+            auto file = std::make_shared<FileInfo>();
+            file->Id = link.id;
+            row->copyTo(*file);
+            files.push_back(std::move(file));
+        }
+        if (files.size() == links->size()) {
+            return;
+        }
+        files.clear();
+    }
+    std::vector<CatalogueCache::Link> linked;
     Statement& select = database.statement(sql.select);
     StatementReset reset(select);
     select.bind(1, ownerId);
@@ -234,16 +324,20 @@ void readFileLinks(Database& database, const LinkSql& sql, int32_t ownerId,
         int column = 1;
         file->Id = select.columnInt(column++);
         readFileInfo(select, column, *file);
+        cache.putRow(rows, file->Id, *file);
+        linked.push_back(CatalogueCache::Link{select.columnInt64(column), file->Id});
         files.push_back(std::move(file));
     }
+    cache.putLinks(&sql, ownerId, std::move(linked));
 }
 
-void eraseOwnerLinks(Database& database, const std::string& sql, int32_t ownerId)
+void eraseOwnerLinks(Database& database, const LinkSql& sql, int32_t ownerId)
 {
-    Statement& eraseAll = database.statement(sql);
+    Statement& eraseAll = database.statement(sql.eraseAll).track();
     StatementReset reset(eraseAll);
     eraseAll.bind(1, ownerId);
     eraseAll.step();
+    database.cache().eraseLinks(&sql, ownerId);
 }
 
 // What each class adds to the generic operations: its table and columns, how its columns are
@@ -334,7 +428,7 @@ template <class Type, class Derived> struct TypeWithFilesMapping {
     static void eraseLinks(Database& database, int32_t id)
     {
         // The cascade of the owner's key removes them already where foreign keys are on.
-        eraseOwnerLinks(database, fileLinkSql().eraseAll, id);
+        eraseOwnerLinks(database, fileLinkSql(), id);
     }
 };
 
@@ -421,10 +515,10 @@ struct Mapping<DefnEventType> : TypeWithFilesMapping<DefnEventType, Mapping<Defn
     {
         Files::writeLinks(database, object);
         const LinkSql& sql = eventStringLinkSql();
-        eraseOwnerLinks(database, sql.eraseAll, object.Id);
+        eraseOwnerLinks(database, sql, object.Id);
         int position = 0;
         for (const auto& text : object.EventStrings) {
-            Statement& insert = database.statement(sql.insert);
+            Statement& insert = database.statement(sql.insert).track();
             StatementReset reset(insert);
             insert.bind(1, object.Id);
             insert.bind(2, position++);
@@ -461,7 +555,7 @@ struct Mapping<DefnEventType> : TypeWithFilesMapping<DefnEventType, Mapping<Defn
     static void eraseLinks(Database& database, int32_t id)
     {
         Files::eraseLinks(database, id);
-        eraseOwnerLinks(database, eventStringLinkSql().eraseAll, id);
+        eraseOwnerLinks(database, eventStringLinkSql(), id);
     }
 };
 
@@ -571,19 +665,31 @@ template <class Action> bool applyByType(LoggerFileInfo& fileInfo, Action action
     return false;
 }
 
+// What a file row now holds, after the mapping wrote it; other classes have no rows in the cache.
+template <class T> void mirrorRow(Database& database, const T& object)
+{
+    if constexpr (std::is_base_of<LoggerFileInfo, T>::value) {
+        database.cache().putRow(rowKey<T>(), object.Id, object);
+    } else {
+        (void)database;
+        (void)object;
+    }
+}
+
 } // namespace
 
 template <class T> void persist(T& object)
 {
     Database& database = currentDatabase();
     {
-        Statement& insert = database.statement(tableSql<T>().insert);
+        Statement& insert = database.statement(tableSql<T>().insert).track();
         StatementReset reset(insert);
         int index = 1;
         insert.bind(index++, nullptr);
         Mapping<T>::bind(insert, index, object);
         insert.step();
         object.Id = static_cast<int32_t>(database.lastInsertRowId());
+        mirrorRow(database, object);
     }
     Mapping<T>::writeLinks(database, object);
 }
@@ -618,7 +724,7 @@ template <class T> void update(const T& object)
 {
     Database& database = currentDatabase();
     {
-        Statement& statement = database.statement(tableSql<T>().update);
+        Statement& statement = database.statement(tableSql<T>().update).track();
         StatementReset reset(statement);
         int index = 1;
         Mapping<T>::bind(statement, index, object);
@@ -627,6 +733,7 @@ template <class T> void update(const T& object)
         if (database.changes() == 0) {
             throw ObjectNotPersistent();
         }
+        mirrorRow(database, object);
     }
     Mapping<T>::writeLinks(database, object);
 }
@@ -635,12 +742,16 @@ template <class T> void erase(int32_t id)
 {
     Database& database = currentDatabase();
     {
-        Statement& statement = database.statement(tableSql<T>().erase);
+        // A type's row takes its links along by cascade; eraseLinks below mirrors that.
+        Statement& statement = database.statement(tableSql<T>().erase).track();
         StatementReset reset(statement);
         statement.bind(1, id);
         statement.step();
         if (database.changes() == 0) {
             throw ObjectNotPersistent();
+        }
+        if constexpr (std::is_base_of<LoggerFileInfo, T>::value) {
+            database.cache().eraseRow(rowKey<T>(), id);
         }
     }
     Mapping<T>::eraseLinks(database, id);

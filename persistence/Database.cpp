@@ -25,6 +25,7 @@ Database::Database(const std::string& path, int openFlags, bool foreignKeys) : m
     }
     mHandle = handle;
     sqlite3_extended_result_codes(mHandle, 1);
+    sqlite3_update_hook(mHandle, &Database::rowChanged, this);
     if (foreignKeys) {
         try {
             executeRaw("PRAGMA foreign_keys=ON");
@@ -60,8 +61,21 @@ Statement& Database::statement(const std::string& sql)
     return *it->second;
 }
 
+void Database::rowChanged(void* database, int, const char*, const char*, long long)
+{
+    auto* self = static_cast<Database*>(database);
+    if (!self->mTrackedStatementRunning) {
+        self->mCache.clear();
+    }
+}
+
 void Database::executeRaw(const std::string& sql)
 {
+    // Raw SQL is schema text and pragmas, which may change what the cache mirrors; a transaction's
+    // begin and commit change nothing of it, and a rollback is handled where it happens.
+    if (sql != "BEGIN" && sql != "COMMIT") {
+        mCache.clear();
+    }
     if (const int injected = FaultInjection::injectedResult()) {
         throwSqliteError(injected, injected, sqlite3_errstr(injected));
     }

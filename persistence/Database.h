@@ -1,5 +1,7 @@
 #pragma once
 
+#include "CatalogueCache.h"
+
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -52,10 +54,21 @@ public:
     // Resets every cached statement, so that none holds a lock when a transaction ends.
     void resetStatements();
 
+    // What this connection knows of file rows and links (see CatalogueCache).
+    CatalogueCache& cache() { return mCache; }
+    // Set while a tracked statement runs: the rows it changes are mirrored into the cache by the
+    // mapping; any other changed row drops the cache.
+    void setTrackedStatementRunning(bool running) { mTrackedStatementRunning = running; }
+
 private:
     sqlite3* mHandle = nullptr;
     std::string mPath;
     std::unordered_map<std::string, std::unique_ptr<Statement>> mStatements;
+    CatalogueCache mCache;
+    bool mTrackedStatementRunning = false;
+
+    static void rowChanged(void* database, int operation, const char* databaseName, const char* table,
+                           long long rowId);
 };
 
 } // namespace qzdb

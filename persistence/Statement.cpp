@@ -30,7 +30,7 @@ bool startsWithInsert(const std::string& sql)
 } // namespace
 
 Statement::Statement(Database& database, const std::string& sql)
-    : mConnection(database.handle()), mSql(sql), mInserting(startsWithInsert(sql))
+    : mDatabase(database), mConnection(database.handle()), mSql(sql), mInserting(startsWithInsert(sql))
 {
     if (const int injected = FaultInjection::injectedResult()) {
         throwSqliteError(injected, injected, sqlite3_errstr(injected));
@@ -104,7 +104,9 @@ bool Statement::step()
         sqlite3_reset(mStatement);
         throwSqliteError(injected, injected, sqlite3_errstr(injected), mInserting);
     }
+    mDatabase.setTrackedStatementRunning(mTracked);
     const int rc = sqlite3_step(mStatement);
+    mDatabase.setTrackedStatementRunning(false);
     if (rc == SQLITE_ROW) {
         return true;
     }

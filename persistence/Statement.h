@@ -52,13 +52,23 @@ public:
     const std::string& sql() const { return mSql; }
     sqlite3_stmt* handle() const { return mStatement; }
 
+    // Marks a statement of the mapping whose changes the mapping mirrors into the connection's
+    // cache itself: the rows it changes do not drop the cache (see CatalogueCache).
+    Statement& track()
+    {
+        mTracked = true;
+        return *this;
+    }
+
 private:
     void check(int resultCode) const;
 
+    Database& mDatabase;
     sqlite3* mConnection;
     sqlite3_stmt* mStatement = nullptr;
     std::string mSql;
-    bool mInserting; // an INSERT: a key collision means "already persistent"
+    bool mInserting;       // an INSERT: a key collision means "already persistent"
+    bool mTracked = false; // see track()
 };
 
 // Resets a statement when the scope that uses it ends, so that no half-read SELECT keeps its

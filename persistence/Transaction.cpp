@@ -15,6 +15,8 @@ thread_local Transaction* tCurrentTransaction = nullptr;
 // itself already (after some I/O and busy errors), and then there is nothing to do.
 void rollbackQuietly(Database& database) noexcept
 {
+    // What the transaction mirrored into the cache may be undone now.
+    database.cache().clear();
     database.resetStatements();
     if (sqlite3_get_autocommit(database.handle()) == 0) {
         sqlite3_exec(database.handle(), "ROLLBACK", nullptr, nullptr, nullptr);

@@ -33,6 +33,19 @@ sqlite3* LoggerSqlite::getSqliteHandle()
     return db ? db->handle() : nullptr;
 }
 
+namespace {
+
+// Raw SQL may change the schema, which no hook reports: what the connection's cache mirrors is
+// given up before it runs. Rows that raw SQL changes drop the cache by themselves.
+void forgetCachedCatalogue()
+{
+    if (const std::shared_ptr<qzdb::Database> db = LoggerDb::getInstance().getDb()) {
+        db->cache().clear();
+    }
+}
+
+} // namespace
+
 void LoggerSqlite::query(std::string sql, QueryCallbackData& data)
 {
     data = QueryCallbackData();
@@ -41,6 +54,7 @@ void LoggerSqlite::query(std::string sql, QueryCallbackData& data)
         return;
     }
     data.sql = sql.c_str();
+    forgetCachedCatalogue();
     char* error = nullptr;
     sqlite3_exec(handle, sql.c_str(), queryCallback, &data, &error);
     sqlite3_free(error);
@@ -54,6 +68,7 @@ void LoggerSqlite::execute(std::string sql)
     if (handle == nullptr) {
         return;
     }
+    forgetCachedCatalogue();
     char* error = nullptr;
     sqlite3_exec(handle, sql.c_str(), nullptr, nullptr, &error);
     sqlite3_free(error);
