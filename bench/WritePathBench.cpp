@@ -135,8 +135,43 @@ struct BenchStore {
     }
 };
 
+// A logger whose every block begins a new file: its maximum is the header alone, so the file of
+// one item is exceeded and the next block leaves it. Its items are a second apart, as files of a
+// logger begin at different seconds: the newest file is told by its first second.
+struct ChangingLogger {
+    std::unique_ptr<TestLogger> logger;
+    DataMean item{DataTimespec{RisingBlock::kFirstSecond, 0}, 0, 229.5f, 230.0f, 230.5f};
+
+    const char* nextItem()
+    {
+        ++item.utc.tv_sec;
+        return reinterpret_cast<const char*>(&item);
+    }
+};
+
 // Made in main, after the application object and before the runs; gone before the application.
 BenchStore* gBenchStore = nullptr;
+std::map<int, ChangingLogger>* gChangingLoggers = nullptr;
+
+// The logger of the file-change runs at `files` files, brought there by writing; null where it
+// did not start or a block failed.
+ChangingLogger* changingLogger(int files)
+{
+    ChangingLogger& changing = (*gChangingLoggers)[files];
+    if (!changing.logger) {
+        changing.logger = std::make_unique<TestLogger>(
+            QStringLiteral("mean_3s.bench_change_%1.mean_out").arg(files), kItemSize);
+        changing.logger->setMaximumFileSize(kHeaderSize);
+        if (!changing.logger->startLogger() ||
+            changing.logger->getLoggerState() != LOGGER_STATE_LOGGER_INITIALIZED)
+            return nullptr;
+    }
+    while (changing.logger->getFileListSize() < files) {
+        if (changing.logger->writeDatas(changing.nextItem(), 1, true, true) == nullptr)
+            return nullptr;
+    }
+    return &changing;
+}
 
 BenchStore& benchStore()
 {
@@ -187,6 +222,40 @@ void BM_WriteLoggerItemCached(benchmark::State& state)
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * kItemSize);
 }
 
+// One change of file: a block of one item that leaves the full file for a new one, with the
+// catalogue's work for both (the old file's range, the new file's row and link, the type's row).
+// After each change the logger's oldest file is removed, untimed, so that the logger stays at
+// its number of files.
+void BM_FileChange(benchmark::State& state)
+{
+    const int files = static_cast<int>(state.range(0));
+    ChangingLogger* changing = benchStore().started ? changingLogger(files) : nullptr;
+    if (changing == nullptr) {
+        state.SkipWithError("the store or the changing logger did not come up");
+        return;
+    }
+    TestLogger& logger = *changing->logger;
+    LoggerAccess& access = *logger.getLoggerAccess();
+    const ProcessKernelCounts before = ProcessKernelCounts::now();
+    for (auto _ : state) {
+        const int filesBefore = logger.getFileListSize();
+        if (logger.writeDatas(changing->nextItem(), 1, true, true) == nullptr ||
+            logger.getFileListSize() != filesBefore + 1) {
+            state.SkipWithError("the block did not begin a new file");
+            break;
+        }
+        state.PauseTiming();
+        const bool removed = access.removeFileAndUpdate(access.getOldestFileIndex());
+        state.ResumeTiming();
+        if (!removed) {
+            state.SkipWithError("the oldest file could not be removed");
+            break;
+        }
+    }
+    setKernelCountsPerIteration(state, before);
+    state.SetItemsProcessed(static_cast<int64_t>(state.iterations()));
+}
+
 // What writeDatas does to the file, with plain calls: open, append the block, close.
 void BM_PlainAppend(benchmark::State& state)
 {
@@ -217,6 +286,7 @@ void BM_PlainAppend(benchmark::State& state)
 BENCHMARK(BM_PlainAppend)->Arg(1)->Arg(10)->Arg(100);
 BENCHMARK(BM_WriteDatas)->Arg(1)->Arg(10)->Arg(100);
 BENCHMARK(BM_WriteLoggerItemCached);
+BENCHMARK(BM_FileChange)->Arg(10)->Arg(1000)->Unit(benchmark::kMicrosecond);
 
 // Keeps the items per second and the kernel counts per operation of each run, so that the
 // ratios can be printed at the end with the counts beside them.
@@ -244,8 +314,10 @@ public:
             printRatio("BM_WriteDatas/" + std::to_string(blockItems),
                        "BM_PlainAppend/" + std::to_string(blockItems));
         printRatio("BM_WriteLoggerItemCached", "BM_PlainAppend/" + std::to_string(kCacheItems));
-        std::printf("target: writeDatas at blocks of 100 at least 0.8 of the plain append, "
-                    "writeLoggerItem through the cache at least 0.5\n");
+        printRatio("BM_FileChange/1000", "BM_FileChange/10");
+        std::printf("target: writeDatas at blocks of 100 at least 0.9 of the plain append, "
+                    "writeLoggerItem through the cache at least 0.5, a change of file at 1000 files "
+                    "at least 0.5 of one at 10 (changes per second)\n");
     }
 
 private:
@@ -292,6 +364,8 @@ int main(int argc, char** argv)
         return 1;
     }
     gBenchStore = store.get();
+    std::map<int, ChangingLogger> changingLoggers;
+    gChangingLoggers = &changingLoggers;
     const long peakBeforeKb = peakResidentKb();
     RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
@@ -299,6 +373,8 @@ int main(int argc, char** argv)
     std::printf("peak resident memory: %ld kB with the store up, %ld kB after the runs\n", peakBeforeKb,
                 peakResidentKb());
     benchmark::Shutdown();
+    gChangingLoggers = nullptr;
+    changingLoggers.clear();
     gBenchStore = nullptr;
     return 0;
 }

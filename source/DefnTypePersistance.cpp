@@ -566,7 +566,7 @@ bool DefnTypePersistance::remove(const std::shared_ptr<DefnBaseType>& baseType)
 bool DefnTypePersistance::createNewFile(timespec utc, std::shared_ptr<DefnBaseType>& baseType,
                                         std::shared_ptr<LoggerFileInfo> fileInfo, QFile& file, int headerWord,
                                         int uniqueId, int previousFileIndex, float parameter1,
-                                        float parameter2)
+                                        float parameter2, const std::function<bool()>& storeFirst)
 {
     if (!baseType) {
         loggerMessage("createNewFile: baseType = nullptr", kError);
@@ -589,6 +589,9 @@ bool DefnTypePersistance::createNewFile(timespec utc, std::shared_ptr<DefnBaseTy
 
     FileInfoPersistance fileInfoPersistance;
     return retriedTransaction("createFile", [&] {
+        if (storeFirst && !storeFirst()) {
+            return false;
+        }
         // Read anew on every try: a try that did not commit leaves its changes in the old object.
         if (!readCurrentBaseType(baseType)) {
             loggerMessage("createNewFile: cannot read actual base type", kError);

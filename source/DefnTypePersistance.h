@@ -9,6 +9,7 @@
 #include <QString>
 
 #include <ctime>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -125,9 +126,14 @@ public:
     // The previous file is stored with persist, which gives it a new row and a new Id, and the
     // update of the type links that new row; its old row stays without a link. The read side
     // goes through the links only, so this is harmless, and it is kept as it is.
+    //
+    // storeFirst, where given, runs at the start of that transaction, before the type is read:
+    // the writer stores the state of the file it leaves there, so that the whole change of file
+    // is one commit. False from it fails the transaction.
     bool createNewFile(timespec utc, std::shared_ptr<DefnBaseType>& baseType,
                        std::shared_ptr<LoggerFileInfo> fileInfo, QFile& file, int headerWord, int uniqueId,
-                       int previousFileIndex, float parameter1, float parameter2);
+                       int previousFileIndex, float parameter1, float parameter2,
+                       const std::function<bool()>& storeFirst = {});
 
     // Removes the file at index of the type's list: first, in one retried transaction
     // "removeFile", its row, its place in the list and its link (and currentFileInfo is

@@ -21,6 +21,7 @@
 
 #include <QDate>
 #include <QDateTime>
+#include <QScopeGuard>
 #include <QTime>
 
 #include <algorithm>
@@ -237,6 +238,7 @@ void LoggerAccess::clearStates()
         mCurrentFileInfo.reset();
     }
     forgetOpenedFile();
+    forgetFilesWithItems();
     mNewBaseTypeRange = true;
 }
 
@@ -521,6 +523,12 @@ void LoggerAccess::getFilesTimeRange()
     }
     DataTimespec start{0, 0};
     DataTimespec end{0, 0};
+    // What is known of files holding items holds for the card it was learnt on.
+    const QString root = LoggerFileSystem::getPath();
+    if (root != mFilesWithItemsRoot) {
+        mFilesWithItems.clear();
+        mFilesWithItemsRoot = root;
+    }
     if (const auto first = type->getFileInfo(0)) {
         start = first->UtcStart;
         end = first->UtcEnd;
@@ -531,7 +539,7 @@ void LoggerAccess::getFilesTimeRange()
             message("getFilesTimeRange: fileInfo = nullptr", LOGGER_MESSAGE_FATAL);
             continue;
         }
-        if (!LoggerFileSystem::hasDataItems(file.get())) {
+        if (!hasDataItems(file.get())) {
             continue;
         }
         if (isZero(start)) {
@@ -545,6 +553,27 @@ void LoggerAccess::getFilesTimeRange()
     }
     type->UtcStart = start;
     type->UtcEnd = end;
+}
+
+bool LoggerAccess::hasDataItems(LoggerFileInfo* file)
+{
+    if (file == nullptr) {
+        return false;
+    }
+    const FileKey key{file->UtcCreated, file->mType, file->DataType, file->GuidLow, file->GuidHigh};
+    if (mFilesWithItems.count(key) != 0) {
+        return true;
+    }
+    if (!LoggerFileSystem::hasDataItems(file)) {
+        return false;
+    }
+    mFilesWithItems.insert(key);
+    return true;
+}
+
+void LoggerAccess::forgetFilesWithItems()
+{
+    mFilesWithItems.clear();
 }
 
 void LoggerAccess::getUtcRange(timespec& start, timespec& end)
@@ -630,6 +659,52 @@ bool LoggerAccess::updateCurrentDatas(const std::string& description)
         return result;
     });
     return initialized && stored;
+}
+
+std::function<bool()> LoggerAccess::storeOnLeaving(const std::string& description)
+{
+    if (!isDatabaseInitialized() || !mCurrentBaseType) {
+        return {};
+    }
+    getNewestFileInfo();
+    const auto changed = mCurrentBaseType;
+    if (LoggerEntityChanged::getLoggerChanged(changed->mType, changed->mDataType, changed->Id)) {
+        // Another access changed the type (an eviction): both are read anew first, as
+        // updateCurrentDatas does, in a transaction of its own that only reads and so commits
+        // without writing to the card.
+        const bool read = retriedTransaction(description, [&] {
+            LoggerEntityChanged::setLoggerChanged(changed->mType, changed->mDataType, changed->Id, false);
+            const bool result = readCurrentDatas();
+            setLoggerInterval(mLoggerInterval);
+            return result;
+        });
+        if (!read) {
+            // Nothing is stored of the left file, and the new file is begun all the same.
+            return [] { return true; };
+        }
+    }
+    const auto type = mCurrentBaseType;
+    const auto file = mCurrentFileInfo;
+    // The type's range as it stands now; the writer works its range out anew from the files
+    // before the transaction, and that result is not what the left file's store writes.
+    const DataTimespec start = type->UtcStart;
+    const DataTimespec end = type->UtcEnd;
+    return [type, file, start, end] {
+        if (type->getFileListSize() >= 1) {
+            FileInfoPersistance().update(file);
+        }
+        const DataTimespec nowStart = type->UtcStart;
+        const DataTimespec nowEnd = type->UtcEnd;
+        type->UtcStart = start;
+        type->UtcEnd = end;
+        // Back to what the writer worked out, also where the store throws.
+        const auto restore = qScopeGuard([&] {
+            type->UtcStart = nowStart;
+            type->UtcEnd = nowEnd;
+        });
+        DefnTypePersistance().update(type);
+        return true;
+    };
 }
 
 bool LoggerAccess::updateDatabaseEntities()

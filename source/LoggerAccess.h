@@ -14,8 +14,10 @@
 
 #include <cstdint>
 #include <ctime>
+#include <functional>
 #include <memory>
 #include <string>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -207,7 +209,9 @@ public:
     // A further file: the current file info must have been started (initCurrentFileInfo). The
     // file at currentIndex gets its UtcEnd = time; a negative index leaves all earlier files.
     // A time of zero seconds creates nothing.
-    bool createNewFile(timespec time, int currentIndex);
+    // storeFirst joins the catalogue's transaction of the new file, before anything else in it
+    // (see storeOnLeaving).
+    bool createNewFile(timespec time, int currentIndex, const std::function<bool()>& storeFirst = {});
     // Creates the current file anew, with a fresh header, where it vanished from the card, and
     // puts it back into the list where the list lost it.
     bool createCurrentFileIfNotExists();
@@ -234,6 +238,15 @@ public:
 
     // Stores current file and type; first reloads them where another logger changed the type.
     bool updateCurrentDatas(const std::string& description);
+    // What updateCurrentDatas stores of the file a logger is leaving, as a step for the
+    // transaction that begins the next file, so that a change of file is one commit: the current
+    // file (the newest, as updateCurrentDatas selects it first) and the type as they stand now.
+    // Where another access changed the type since it was read, both are read anew first, in a
+    // transaction that only reads. Empty where the database is down or there is no type, as
+    // updateCurrentDatas then stores nothing either.
+    std::function<bool()> storeOnLeaving(const std::string& description);
+    // Forgets which files were seen to hold items (see mFilesWithItems).
+    void forgetFilesWithItems();
     // Stores the current file info and the type.
     bool updateDatabaseEntities();
     // Stores every file info of the list and the type.
@@ -308,6 +321,36 @@ private:
         float scaleCurrent = 0.0f;
     };
     KnownFile mKnownFile;
+    // LoggerFileSystem::hasDataItems, answered from memory for a file that was seen to hold
+    // items before; getFilesTimeRange checks the card's root first.
+    bool hasDataItems(LoggerFileInfo* file);
+    // Files of this logger known to hold items, by what names them (creation stamp, type and
+    // unique part) under the card's root. A file never loses its items but from outside, so the
+    // answer is asked of the file system once per file rather than at every change of file.
+    // Forgotten when the logger's state is cleared or its files are closed, as they are when the
+    // card goes.
+    struct FileKey {
+        DataTimespec created;
+        LoggerType type;
+        LoggerDataType dataType;
+        uint32_t guidLow;
+        uint32_t guidHigh;
+        bool operator==(const FileKey& other) const
+        {
+            return created.tv_sec == other.created.tv_sec && created.tv_nsec == other.created.tv_nsec &&
+                   type == other.type && dataType == other.dataType && guidLow == other.guidLow &&
+                   guidHigh == other.guidHigh;
+        }
+    };
+    struct FileKeyHash {
+        // The unique part of the name is random: it spreads the keys by itself.
+        std::size_t operator()(const FileKey& key) const
+        {
+            return std::hash<uint64_t>()((static_cast<uint64_t>(key.guidHigh) << 32) | key.guidLow);
+        }
+    };
+    std::unordered_set<FileKey, FileKeyHash> mFilesWithItems;
+    QString mFilesWithItemsRoot;
     // The size of the open file when it was opened, -1 where unknown; with the one writer it
     // gives the size after a write without asking the file system again.
     qint64 mSizeAtOpen = -1;

@@ -117,7 +117,7 @@ bool LoggerAccess::persistBaseType(bool alreadyPersisted, int dataBlockSize, con
     return true;
 }
 
-bool LoggerAccess::createNewFile(timespec time, int currentIndex)
+bool LoggerAccess::createNewFile(timespec time, int currentIndex, const std::function<bool()>& storeFirst)
 {
     DefnTypePersistance defn;
     if (mFile.isOpen()) {
@@ -140,7 +140,7 @@ bool LoggerAccess::createNewFile(timespec time, int currentIndex)
     forgetOpenedFile();
     const auto typeBefore = mCurrentBaseType;
     const bool created = defn.createNewFile(time, mCurrentBaseType, file, mFile, mSubType, mUniqueId,
-                                            currentIndex, mScaleVoltage, mScaleCurrent);
+                                            currentIndex, mScaleVoltage, mScaleCurrent, storeFirst);
     mCurrentFileSize = file->mFilePosition;
     if (!created) {
         // The type as it was before: a try that did not commit may have read it anew and put the

@@ -416,6 +416,8 @@ void LoggerBase::closeFile()
         LoggerDb::getInstance().decrementOpenedFiles();
         LoggerMemoryManager::roundToBlockSize(mAccess->getCurrentFileInfo());
     }
+    // The card may change before the files are opened again.
+    mAccess->forgetFilesWithItems();
     // A closed logger refuses writes until it is opened again.
     mLoggerState = LOGGER_STATE_DISABLED;
     mEnabled = false;

@@ -414,8 +414,9 @@ bool LoggerBase::createNewFile(timespec time, LoggerDataType)
     if (!isDatabaseInitialized() || !mEnabled || refuseNonWriter("beginning a file of")) {
         return false;
     }
-    // The old file's range is stored before it is left.
-    mAccess->updateCurrentDatas(nameString());
+    // The old file's range is stored before it is left, in the transaction that begins the new
+    // file: a change of file is one commit.
+    const std::function<bool()> storeLeftFile = mAccess->storeOnLeaving(nameString());
     mAccess->getFilesTimeRange();
     QFile& file = mAccess->getFile();
     if (file.isOpen()) {
@@ -430,11 +431,15 @@ bool LoggerBase::createNewFile(timespec time, LoggerDataType)
     mAccess->initCurrentFileInfo(time);
     // The header is charged without a quota check.
     addDataSize(kHeaderSize, false, time);
-    const bool created = mAccess->createNewFile(time, currentIndex);
+    const bool created = mAccess->createNewFile(time, currentIndex, storeLeftFile);
     if (!created && !mAccess->isCurrentFileInfoNull() && mAccess->getCurrentFileInfo() != leftFile) {
         // A file that the catalogue does not name must never take items: the logger stays in the
         // file it was to leave, which keeps its row.
         mAccess->setCurrentFileInfo(leftFile);
+    }
+    if (!created && storeLeftFile) {
+        // Nothing of the change was committed: the file the logger stays in is stored alone.
+        mAccess->updateCurrentDatas(nameString());
     }
     debugTransactionTime("createFile");
     const auto info = mAccess->getCurrentFileInfo();
