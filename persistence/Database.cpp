@@ -6,6 +6,8 @@
 
 #include <sqlite3.h>
 
+#include <cstring>
+
 namespace qzdb {
 
 static_assert(Database::kOpenReadOnly == SQLITE_OPEN_READONLY, "the reader's open flag");
@@ -26,6 +28,10 @@ Database::Database(const std::string& path, int openFlags, bool foreignKeys) : m
     mHandle = handle;
     sqlite3_extended_result_codes(mHandle, 1);
     sqlite3_update_hook(mHandle, &Database::rowChanged, this);
+    // A rollback undoes rows without the update hook seeing it: whatever rolls back, SQLite by
+    // itself after an error or SQL run on the handle, drops what the cache mirrored.
+    sqlite3_rollback_hook(mHandle, &Database::rolledBack, this);
+    sqlite3_set_authorizer(mHandle, &Database::authorize, this);
     if (foreignKeys) {
         try {
             executeRaw("PRAGMA foreign_keys=ON");
@@ -67,6 +73,22 @@ void Database::rowChanged(void* database, int, const char*, const char*, long lo
     if (!self->mTrackedStatementRunning) {
         self->mCache.clear();
     }
+}
+
+void Database::rolledBack(void* database)
+{
+    static_cast<Database*>(database)->mCache.clear();
+}
+
+// Allows everything; a rollback to a savepoint, which the rollback hook does not report, drops
+// the cache as soon as it is prepared.
+int Database::authorize(void* database, int action, const char* operation, const char*, const char*,
+                        const char*)
+{
+    if (action == SQLITE_SAVEPOINT && operation != nullptr && std::strcmp(operation, "ROLLBACK") == 0) {
+        static_cast<Database*>(database)->mCache.clear();
+    }
+    return SQLITE_OK;
 }
 
 void Database::executeRaw(const std::string& sql)

@@ -69,6 +69,9 @@ private:
 
     static void rowChanged(void* database, int operation, const char* databaseName, const char* table,
                            long long rowId);
+    static void rolledBack(void* database);
+    static int authorize(void* database, int action, const char* operation, const char* name,
+                         const char* databaseName, const char* trigger);
 };
 
 } // namespace qzdb

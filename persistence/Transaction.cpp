@@ -75,6 +75,8 @@ void Transaction::rollback()
         throw Exception("transaction already committed or rolled back");
     }
     finish();
+    // SQLite may have rolled back by itself already; what the cache mirrored goes either way.
+    mDatabase.cache().clear();
     mDatabase.resetStatements();
     if (sqlite3_get_autocommit(mDatabase.handle()) == 0) {
         mDatabase.executeRaw("ROLLBACK");

@@ -221,6 +221,12 @@ bool LoggerBase::leaveForNewFile(const timespec& first, const timespec& last, co
     }
     mAccess->setCurrentFileInfoUtcStart(first);
     mAccess->setCurrentFileInfoUtcEnd(last);
+    // The change read the type anew, where an eviction had changed it even before the change:
+    // the end that the block gave it in memory is taken up again, or the next change would date
+    // the file it leaves by an end before that file's first item.
+    if (isLater(last, mAccess->getCurrentBaseTypeUtcEnd())) {
+        mAccess->setCurrentBaseTypeUtcEnd(last);
+    }
     if (fileBeforeEmpty) {
         // The file being left never took an item (its scales changed before the first one). Left
         // behind, it would look like the newest file, being empty, and draw the following blocks
