@@ -13,6 +13,7 @@
 #include "LoggerFileInfo.h"
 #include "LoggerFileSystem.h"
 #include "LoggerHeader.h"
+#include "LoggerReadSession.h"
 #include "LoggerResult.h"
 #include "LoggerTimeStamp.h"
 #include "LoggerTypes.h"
@@ -425,6 +426,8 @@ std::shared_ptr<LoggerResult<T, I>> LoggerApiBase::getValues(LoggerType type, in
         return nullptr;
     }
 
+    // The list, the sizing and the read see each file through one open.
+    LoggerReadSession session;
     FileListInfo info;
     info.itemSize = static_cast<int32_t>(sizeof(T));
     const std::vector<std::shared_ptr<LoggerFileInfo>> files =
@@ -465,6 +468,7 @@ std::shared_ptr<LoggerResult<T, I>> LoggerApiBase::getValues(LoggerType type, in
         reportFailedRead(baseTypeId, start, end);
         return nullptr;
     }
+    session.end();
     loggerapi_detail::trimResult(*result, progress, allocatedSize < actualSize);
     LoggerDebug::logMessage(QStringLiteral("readed items: ") + QString::number(result->mNumItems));
     readPause(kReadPause);
@@ -867,6 +871,7 @@ int LoggerApiBase::getNumItems(LoggerType type, int baseTypeId, timespec start, 
         readPause(kFailedLookupPause);
         return -1;
     }
+    LoggerReadSession session;
     FileListInfo info;
     info.itemSize = static_cast<int32_t>(sizeof(T));
     int count = 0;

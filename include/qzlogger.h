@@ -34,6 +34,7 @@
 #include "LoggerMemoryInterface.h"
 #include "LoggerOperatorInterface.h"
 #include "LoggerPerformanceCounter.h"
+#include "LoggerReadSession.h"
 #include "LoggerResult.h"
 #include "LoggerSdcState.h"
 #include "LoggerState.h"

@@ -296,16 +296,20 @@ void readFileLinks(Database& database, const LinkSql& sql, int32_t ownerId,
     cache.synchronize(database);
     const CatalogueCache::Table rows = rowKey<FileInfo>();
     if (const std::vector<CatalogueCache::Link>* links = cache.links(&sql, ownerId)) {
+        // The objects of one load live in one allocation, each handed out as a pointer that
+        // shares it: a type of thousands of files is loaded without an allocation per file.
+        auto block = std::make_shared<std::vector<FileInfo>>(links->size());
         files.reserve(links->size());
-        for (const CatalogueCache::Link& link : *links) {
+        for (std::size_t index = 0; index < links->size(); ++index) {
+            const CatalogueCache::Link& link = (*links)[index];
             const CatalogueCache::FileRow* row = cache.row(rows, link.id);
             if (row == nullptr) {
                 break;
             }
-            auto file = std::make_shared<FileInfo>();
-            file->Id = link.id;
-            row->copyTo(*file);
-            files.push_back(std::move(file));
+            FileInfo& file = (*block)[index];
+            file.Id = link.id;
+            row->copyTo(file);
+            files.push_back(std::shared_ptr<FileInfo>(block, &file));
         }
         if (files.size() == links->size()) {
             return;

@@ -317,6 +317,9 @@ LoggerApiBase::getTimeFileList(std::shared_ptr<DefnBaseType> baseType, timespec 
     if (baseType == nullptr) {
         return list;
     }
+    // Range and size of a file through one open, and the same open for the read that follows
+    // where the caller runs a session of its own.
+    LoggerReadSession session;
     const bool logging = LoggerDebug::isLogEnabled();
     const int numFiles = baseType->getFileListSize();
     if (logging) {

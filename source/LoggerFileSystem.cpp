@@ -6,6 +6,7 @@
 
 #include "LoggerFileIo.h"
 #include "LoggerPerformanceCounter.h"
+#include "LoggerReadSession.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -14,7 +15,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <map>
+#include <memory>
+#include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 LoggerFileSystem LoggerFileSystem::mInstance;
 LoggerPerformanceCounter LoggerFileSystem::mWritePerformance;
@@ -62,14 +68,36 @@ int clampToInt(qint64 value)
 }
 
 // One read-only open of a data file for the whole of one read operation: the name is worked
-// out once, and every probe is a single positioned read on the descriptor.
+// out once, and every probe is a single positioned read on the descriptor. Within a read session
+// (LoggerReadSession) one reader serves every operation on the file, so that a read opens it
+// once; each further operation asks the descriptor for the file's status instead of opening it
+// again.
 class DataFileReader {
 public:
     explicit DataFileReader(const LoggerFileInfo* info)
-        : mFile(LoggerFileSystem::getFullFileName(info)), mHeaderSize(info->HeaderSize)
+        : DataFileReader(LoggerFileSystem::getFullFileName(info), info->HeaderSize)
     {
-        mOpen = LoggerFileIo::current().open(mFile, kReaderOpenMode);
-        mSize = mOpen ? std::min<qint64>(mFile.size(), INT32_MAX) : 0;
+    }
+
+    DataFileReader(const QString& name, qint64 headerSize) : mFile(name), mHeaderSize(headerSize) { open(); }
+
+    // For a further operation of the same read: the file as it is now, as a fresh open would see
+    // it, through the same descriptor where the file is still the one opened. It may have grown
+    // or been cut since (the searches made before are then forgotten), or been removed, and a
+    // file of the same name may have been made anew.
+    void refresh()
+    {
+        struct stat status {};
+        if (!mOpen || ::fstat(mFile.handle(), &status) != 0 || status.st_nlink == 0) {
+            mFile.close();
+            open();
+            return;
+        }
+        const qint64 size = std::min<qint64>(status.st_size, INT32_MAX);
+        if (size != mSize) {
+            mSize = size;
+            mSearches.clear();
+        }
     }
 
     bool isOpen() const { return mOpen; }
@@ -106,13 +134,84 @@ public:
         return uniqueId;
     }
 
-    int utcPosition(timespec utc, int blockSize, bool upper);
+    // The position of the item found for utc (see searchUtcPosition); a search made before on
+    // the file at its present size is answered again without reading.
+    int utcPosition(timespec utc, int blockSize, bool upper)
+    {
+        for (const Search& search : mSearches) {
+            if (search.sec == utc.tv_sec && search.nsec == utc.tv_nsec && search.blockSize == blockSize &&
+                search.upper == upper)
+                return search.position;
+        }
+        const int position = searchUtcPosition(utc, blockSize, upper);
+        if (mSearches.size() < kRememberedSearches)
+            mSearches.push_back(Search{utc.tv_sec, utc.tv_nsec, blockSize, upper, position});
+        return position;
+    }
 
 private:
+    void open()
+    {
+        mOpen = LoggerFileIo::current().open(mFile, kReaderOpenMode);
+        mSize = mOpen ? std::min<qint64>(mFile.size(), INT32_MAX) : 0;
+        mSearches.clear();
+    }
+
+    struct Search {
+        time_t sec;
+        long nsec;
+        int blockSize;
+        bool upper;
+        int position;
+    };
+    // A read asks for the start and end of its range, in one or two item sizes.
+    static constexpr size_t kRememberedSearches = 8;
+
+    int searchUtcPosition(timespec utc, int blockSize, bool upper);
+
     QFile mFile;
     qint64 mHeaderSize;
     qint64 mSize = 0;
     bool mOpen = false;
+    std::vector<Search> mSearches;
+};
+
+} // namespace
+
+// The readers of a read session, by file name and header size.
+struct LoggerReadSessionFiles {
+    std::map<std::pair<QString, qint64>, std::unique_ptr<DataFileReader>> readers;
+};
+
+namespace {
+
+// The session running on this thread; null outside one.
+thread_local LoggerReadSessionFiles* tReadSession = nullptr;
+
+// The reader of a file for one operation: the session's where a session runs, else its own.
+class ReaderFor {
+public:
+    explicit ReaderFor(const LoggerFileInfo* info)
+    {
+        if (tReadSession == nullptr) {
+            mOwn = std::make_unique<DataFileReader>(info);
+            mReader = mOwn.get();
+            return;
+        }
+        auto& slot = tReadSession->readers[{LoggerFileSystem::getFullFileName(info), info->HeaderSize}];
+        if (slot)
+            slot->refresh();
+        else
+            slot = std::make_unique<DataFileReader>(info);
+        mReader = slot.get();
+    }
+
+    DataFileReader* operator->() const { return mReader; }
+    DataFileReader& operator*() const { return *mReader; }
+
+private:
+    std::unique_ptr<DataFileReader> mOwn;
+    DataFileReader* mReader = nullptr;
 };
 
 // A limit of maxItems items in bytes; a negative maxItems means no limit. Computed in 64 bits
@@ -386,12 +485,37 @@ bool LoggerFileSystem::readHeader(LoggerFileInfo* info, LoggerHeader& header)
 {
     if (info == nullptr)
         return false;
-    QFile file(getFullFileName(info));
-    if (!LoggerFileIo::current().open(file, kReaderOpenMode))
+    ReaderFor reader(info);
+    if (!reader->isOpen())
         return false;
-    readHeader(file, header);
-    file.close();
+    // An open file answers true, with the header left as it was where the file holds no whole
+    // header.
+    LoggerHeader read;
+    if (reader->size() >= kLoggerHeaderSize &&
+        reader->read(0, reinterpret_cast<char*>(&read), kLoggerHeaderSize) == kLoggerHeaderSize)
+        header = read;
     return true;
+}
+
+LoggerReadSession::LoggerReadSession()
+    : mFiles(tReadSession == nullptr ? new LoggerReadSessionFiles : nullptr)
+{
+    if (mFiles != nullptr)
+        tReadSession = mFiles;
+}
+
+LoggerReadSession::~LoggerReadSession()
+{
+    end();
+}
+
+void LoggerReadSession::end()
+{
+    if (mFiles == nullptr)
+        return;
+    tReadSession = nullptr;
+    delete mFiles;
+    mFiles = nullptr;
 }
 
 bool LoggerFileSystem::updateData(QFile& file, LoggerFileInfo* info, char* data, int size, int position)
@@ -465,8 +589,8 @@ int LoggerFileSystem::getUniqueId(LoggerFileInfo* info)
 {
     if (info == nullptr)
         return -1;
-    DataFileReader reader(info);
-    return reader.uniqueId();
+    ReaderFor reader(info);
+    return reader->uniqueId();
 }
 
 // Binary search by time on the file itself; only the 8-byte time stamps of the probed items are
@@ -476,7 +600,7 @@ int LoggerFileSystem::getUniqueId(LoggerFileInfo* info)
 // (with duplicates, the first of the run), and no hit gives hi (the first item after utc) for
 // `upper` and lo (the last item before it) without. A range start is thus looked up with upper,
 // a range end without, which keeps a range to whole items inside the asked times.
-int DataFileReader::utcPosition(timespec utc, int blockSize, bool upper)
+int DataFileReader::searchUtcPosition(timespec utc, int blockSize, bool upper)
 {
     if (!mOpen || blockSize <= 0 || mSize <= mHeaderSize)
         return -1;
@@ -521,8 +645,8 @@ int LoggerFileSystem::getUtcPosition(LoggerFileInfo* info, timespec utc, int blo
 {
     if (info == nullptr || blockSize <= 0)
         return -1;
-    DataFileReader reader(info);
-    return reader.utcPosition(utc, blockSize, upper);
+    ReaderFor reader(info);
+    return reader->utcPosition(utc, blockSize, upper);
 }
 
 int LoggerFileSystem::getBufferSize(LoggerFileInfo* info, timespec start, timespec end, int maxItems,
@@ -530,7 +654,8 @@ int LoggerFileSystem::getBufferSize(LoggerFileInfo* info, timespec start, timesp
 {
     if (info == nullptr || blockSize <= 0)
         return 0;
-    DataFileReader reader(info);
+    ReaderFor readerFor(info);
+    DataFileReader& reader = *readerFor;
     if (reader.size() - info->HeaderSize < blockSize)
         return 0;
     // A search that finds no item (the header lies outside the file, or an item is too short to
@@ -546,7 +671,8 @@ int LoggerFileSystem::getNumItems(LoggerFileInfo* info, timespec start, timespec
 {
     if (info == nullptr || blockSize <= 0)
         return 0;
-    DataFileReader reader(info);
+    ReaderFor readerFor(info);
+    DataFileReader& reader = *readerFor;
     const ItemRange range = getItemRange(reader, start, end, maxItems, blockSize);
     if (range.startPosition < 0 || range.endPosition < 0)
         return 0;
@@ -572,7 +698,8 @@ bool LoggerFileSystem::readUtcRange(LoggerFileInfo* info, timespec& first, times
     // A header outside the file leaves no item to take a time from.
     if (info == nullptr || info->DataBlockSize <= 0 || info->HeaderSize < 0)
         return false;
-    DataFileReader reader(info);
+    ReaderFor readerFor(info);
+    DataFileReader& reader = *readerFor;
     if (!reader.isOpen())
         return false;
     const qint64 numItems = (reader.size() - info->HeaderSize) / info->DataBlockSize;
@@ -594,7 +721,8 @@ int LoggerFileSystem::readData(LoggerFileInfo* info, timespec start, timespec en
 {
     if (info == nullptr || blockSize <= 0)
         return -1;
-    DataFileReader reader(info);
+    ReaderFor readerFor(info);
+    DataFileReader& reader = *readerFor;
     if (!reader.isOpen())
         return -1;
     const ItemRange range = getItemRange(reader, start, end, maxItems, blockSize);
@@ -619,7 +747,8 @@ int LoggerFileSystem::readSingleDataElements(LoggerFileInfo* info, timespec star
 {
     if (info == nullptr || blockSize <= 0 || elementSize <= 0)
         return -1;
-    DataFileReader reader(info);
+    ReaderFor readerFor(info);
+    DataFileReader& reader = *readerFor;
     if (!reader.isOpen())
         return -1;
     const ItemRange range = getItemRange(reader, start, end, maxItems, blockSize);
@@ -644,7 +773,8 @@ int LoggerFileSystem::readEventData(LoggerFileInfo* info, int firstItem, timespe
 {
     if (info == nullptr || blockSize <= 0 || firstItem < 0)
         return -1;
-    DataFileReader reader(info);
+    ReaderFor readerFor(info);
+    DataFileReader& reader = *readerFor;
     if (!reader.isOpen())
         return -1;
     firstItemIndex = wrappedItemNumber(reader.uniqueId(), firstItem);
