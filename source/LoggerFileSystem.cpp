@@ -94,10 +94,26 @@ public:
             return;
         }
         const qint64 size = std::min<qint64>(status.st_size, INT32_MAX);
-        if (size != mSize) {
+        if (size != mSize || !sameTime(status.st_mtim, mModified) || !sameTime(status.st_ctim, mChanged)) {
             mSize = size;
+            mModified = status.st_mtim;
+            mChanged = status.st_ctim;
             mSearches.clear();
         }
+    }
+
+    // Opens the file once more where the process had no descriptor left for it.
+    void retryOpen()
+    {
+        if (!mOpen && (mOpenError == EMFILE || mOpenError == ENFILE)) {
+            mFile.close();
+            open();
+        }
+    }
+
+    bool failedForWantOfDescriptors() const
+    {
+        return !mOpen && (mOpenError == EMFILE || mOpenError == ENFILE);
     }
 
     bool isOpen() const { return mOpen; }
@@ -134,18 +150,28 @@ public:
         return uniqueId;
     }
 
-    // The position of the item found for utc (see searchUtcPosition); a search made before on
-    // the file at its present size is answered again without reading.
+    // The position of the item found for utc (see searchUtcPosition). A search made before on
+    // the file at its present size and times is answered again with one read instead of a
+    // search: the writer changes a file in place only by rewriting its last item, so the answer
+    // stands while the stamp of the last item does.
     int utcPosition(timespec utc, int blockSize, bool upper)
     {
-        for (const Search& search : mSearches) {
-            if (search.sec == utc.tv_sec && search.nsec == utc.tv_nsec && search.blockSize == blockSize &&
-                search.upper == upper)
-                return search.position;
+        for (auto search = mSearches.begin(); search != mSearches.end(); ++search) {
+            if (search->sec != utc.tv_sec || search->nsec != utc.tv_nsec || search->blockSize != blockSize ||
+                search->upper != upper)
+                continue;
+            DataTimespec last{};
+            if (readUtc(lastItemOffset(blockSize), last) && last.tv_sec == search->last.tv_sec &&
+                last.tv_nsec == search->last.tv_nsec)
+                return search->position;
+            mSearches.erase(search);
+            break;
         }
-        const int position = searchUtcPosition(utc, blockSize, upper);
-        if (mSearches.size() < kRememberedSearches)
-            mSearches.push_back(Search{utc.tv_sec, utc.tv_nsec, blockSize, upper, position});
+        DataTimespec last{};
+        bool lastRead = false;
+        const int position = searchUtcPosition(utc, blockSize, upper, last, lastRead);
+        if (lastRead && mSearches.size() < kRememberedSearches)
+            mSearches.push_back(Search{utc.tv_sec, utc.tv_nsec, blockSize, upper, position, last});
         return position;
     }
 
@@ -153,8 +179,25 @@ private:
     void open()
     {
         mOpen = LoggerFileIo::current().open(mFile, kReaderOpenMode);
-        mSize = mOpen ? std::min<qint64>(mFile.size(), INT32_MAX) : 0;
+        mOpenError = mOpen ? 0 : errno;
+        mSize = 0;
         mSearches.clear();
+        struct stat status {};
+        if (mOpen && ::fstat(mFile.handle(), &status) == 0) {
+            mSize = std::min<qint64>(status.st_size, INT32_MAX);
+            mModified = status.st_mtim;
+            mChanged = status.st_ctim;
+        }
+    }
+
+    static bool sameTime(const timespec& a, const timespec& b)
+    {
+        return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+    }
+
+    qint64 lastItemOffset(int blockSize) const
+    {
+        return mHeaderSize + ((mSize - mHeaderSize) / blockSize - 1) * blockSize;
     }
 
     struct Search {
@@ -163,24 +206,58 @@ private:
         int blockSize;
         bool upper;
         int position;
+        DataTimespec last; // the stamp of the last item when the search was made
     };
     // A read asks for the start and end of its range, in one or two item sizes.
     static constexpr size_t kRememberedSearches = 8;
 
-    int searchUtcPosition(timespec utc, int blockSize, bool upper);
+    int searchUtcPosition(timespec utc, int blockSize, bool upper, DataTimespec& last, bool& lastRead);
 
     QFile mFile;
     qint64 mHeaderSize;
     qint64 mSize = 0;
     bool mOpen = false;
+    int mOpenError = 0;
+    timespec mModified{};
+    timespec mChanged{};
     std::vector<Search> mSearches;
 };
 
 } // namespace
 
-// The readers of a read session, by file name and header size.
+// The readers of a read session, by file name and header size, with the turn each was last used
+// in. A session keeps at most kMaximumOpen files open: a read over more files closes the one
+// used longest ago, and opens it again where it needs it once more.
 struct LoggerReadSessionFiles {
-    std::map<std::pair<QString, qint64>, std::unique_ptr<DataFileReader>> readers;
+    static constexpr size_t kMaximumOpen = 32;
+    struct Slot {
+        std::unique_ptr<DataFileReader> reader;
+        unsigned long long used = 0;
+    };
+    std::map<std::pair<QString, qint64>, Slot> readers;
+    unsigned long long turn = 0;
+
+    void closeLeastRecentlyUsed()
+    {
+        auto oldest = readers.end();
+        for (auto slot = readers.begin(); slot != readers.end(); ++slot) {
+            if (slot->second.reader && (oldest == readers.end() || slot->second.used < oldest->second.used))
+                oldest = slot;
+        }
+        if (oldest != readers.end())
+            readers.erase(oldest);
+    }
+
+    // Closes every reader but `keep`, where the process ran out of descriptors.
+    void closeAllBut(const DataFileReader* keep)
+    {
+        for (auto slot = readers.begin(); slot != readers.end();) {
+            if (slot->second.reader.get() != keep)
+                slot = readers.erase(slot);
+            else
+                ++slot;
+        }
+    }
 };
 
 namespace {
@@ -198,12 +275,25 @@ public:
             mReader = mOwn.get();
             return;
         }
-        auto& slot = tReadSession->readers[{LoggerFileSystem::getFullFileName(info), info->HeaderSize}];
-        if (slot)
-            slot->refresh();
-        else
-            slot = std::make_unique<DataFileReader>(info);
-        mReader = slot.get();
+        LoggerReadSessionFiles& session = *tReadSession;
+        const std::pair<QString, qint64> key{LoggerFileSystem::getFullFileName(info), info->HeaderSize};
+        auto found = session.readers.find(key);
+        if (found != session.readers.end()) {
+            found->second.reader->refresh();
+        } else {
+            if (session.readers.size() >= LoggerReadSessionFiles::kMaximumOpen)
+                session.closeLeastRecentlyUsed();
+            found = session.readers.emplace(key, LoggerReadSessionFiles::Slot()).first;
+            found->second.reader = std::make_unique<DataFileReader>(key.first, info->HeaderSize);
+        }
+        found->second.used = ++session.turn;
+        mReader = found->second.reader.get();
+        if (mReader->failedForWantOfDescriptors()) {
+            // The session's own files may be what uses the descriptors up: they go, and the file
+            // is tried once more.
+            session.closeAllBut(mReader);
+            mReader->retryOpen();
+        }
     }
 
     DataFileReader* operator->() const { return mReader; }
@@ -600,8 +690,10 @@ int LoggerFileSystem::getUniqueId(LoggerFileInfo* info)
 // (with duplicates, the first of the run), and no hit gives hi (the first item after utc) for
 // `upper` and lo (the last item before it) without. A range start is thus looked up with upper,
 // a range end without, which keeps a range to whole items inside the asked times.
-int DataFileReader::searchUtcPosition(timespec utc, int blockSize, bool upper)
+int DataFileReader::searchUtcPosition(timespec utc, int blockSize, bool upper, DataTimespec& lastStamp,
+                                      bool& lastRead)
 {
+    lastRead = false;
     if (!mOpen || blockSize <= 0 || mSize <= mHeaderSize)
         return -1;
     const qint64 numItems = (mSize - mHeaderSize) / blockSize;
@@ -614,6 +706,8 @@ int DataFileReader::searchUtcPosition(timespec utc, int blockSize, bool upper)
     DataTimespec last{};
     if (!readUtc(offsetOf(0), first) || !readUtc(offsetOf(numItems - 1), last))
         return -1;
+    lastStamp = last;
+    lastRead = true;
     if (compareUtc(last, utc) <= 0)
         return offsetOf(numItems - 1);
     if (compareUtc(first, utc) > 0)

@@ -833,7 +833,9 @@ TEST_F(ReadSessionApiTest, TheReadPassOfGetValuesReusesTheSearchesOfTheSizingPas
     const int readsOfOneSizing = io.reads(path);
 
     EXPECT_LT(readsInASession, readsOneByOne);
-    EXPECT_LE(readsInASession + 3 * readsOfOneSizing, readsOneByOne)
+    // A remembered search costs the one read of the last item's stamp that shows the file
+    // unchanged: a sizing answered from memory reads twice, once for each end of the range.
+    EXPECT_LE(readsInASession + 3 * (readsOfOneSizing - 2), readsOneByOne)
         << "of the four sizings of the range in the read, three are answered from memory; " << readsInASession
         << " reads in a session, " << readsOneByOne << " one by one, " << readsOfOneSizing << " for a sizing";
 }
