@@ -159,15 +159,20 @@ ChangingLogger* changingLogger(int files)
 {
     ChangingLogger& changing = (*gChangingLoggers)[files];
     if (!changing.logger) {
-        changing.logger = std::make_unique<TestLogger>(
-            QStringLiteral("mean_3s.bench_change_%1.mean_out").arg(files), kItemSize);
+        // A family of its own (values with date, time and quality), which the block runs do not
+        // fill: the quota of the means is full after them, and every new file there would evict.
+        changing.logger =
+            std::make_unique<TestLogger>(QStringLiteral("dtq_3s.bench_change_%1.out").arg(files), kItemSize,
+                                         LoggerType::CYCLIC, LoggerDataType::DTQ);
         changing.logger->setMaximumFileSize(kHeaderSize);
         if (!changing.logger->startLogger() ||
             changing.logger->getLoggerState() != LOGGER_STATE_LOGGER_INITIALIZED)
             return nullptr;
     }
-    while (changing.logger->getFileListSize() < files) {
-        if (changing.logger->writeDatas(changing.nextItem(), 1, true, true) == nullptr)
+    // Every block but the first begins a file; a logger that does not grow so lost files to an
+    // eviction, and the run cannot measure what it is meant to.
+    for (int blocks = 0; changing.logger->getFileListSize() < files; ++blocks) {
+        if (blocks > files + 1 || changing.logger->writeDatas(changing.nextItem(), 1, true, true) == nullptr)
             return nullptr;
     }
     return &changing;
