@@ -21,8 +21,8 @@ class Database;
 // which the catalogue gives them back. It is dropped whole
 // - when another connection committed since the last look (PRAGMA data_version, asked at every
 //   load, inside the caller's transaction),
-// - when a transaction of this connection is rolled back, since it may have mirrored changes
-//   that are now undone,
+// - when a transaction of this connection is rolled back (SQLite's rollback hook, and a rollback
+//   to a savepoint as it is prepared), since it may have mirrored changes that are now undone,
 // - when any statement that the mapping does not mirror changes a row on this connection (an
 //   update hook of SQLite sees every changed row; raw SQL and a host's own statements are such
 //   statements), and when SQL is run raw (schema texts, pragmas),

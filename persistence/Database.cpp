@@ -28,8 +28,9 @@ Database::Database(const std::string& path, int openFlags, bool foreignKeys) : m
     mHandle = handle;
     sqlite3_extended_result_codes(mHandle, 1);
     sqlite3_update_hook(mHandle, &Database::rowChanged, this);
-    // A rollback undoes rows without the update hook seeing it: whatever rolls back, SQLite by
-    // itself after an error or SQL run on the handle, drops what the cache mirrored.
+    // A rollback undoes rows without the update hook seeing it: every rollback of a whole
+    // transaction, whoever asks for it (a Transaction, SQL run on the handle, or SQLite itself
+    // after an error), drops what the cache mirrored here.
     sqlite3_rollback_hook(mHandle, &Database::rolledBack, this);
     sqlite3_set_authorizer(mHandle, &Database::authorize, this);
     if (foreignKeys) {
@@ -94,7 +95,7 @@ int Database::authorize(void* database, int action, const char* operation, const
 void Database::executeRaw(const std::string& sql)
 {
     // Raw SQL is schema text and pragmas, which may change what the cache mirrors; a transaction's
-    // begin and commit change nothing of it, and a rollback is handled where it happens.
+    // begin and commit change nothing of it, and a rollback reaches the rollback hook.
     if (sql != "BEGIN" && sql != "COMMIT") {
         mCache.clear();
     }

@@ -15,8 +15,6 @@ thread_local Transaction* tCurrentTransaction = nullptr;
 // itself already (after some I/O and busy errors), and then there is nothing to do.
 void rollbackQuietly(Database& database) noexcept
 {
-    // What the transaction mirrored into the cache may be undone now.
-    database.cache().clear();
     database.resetStatements();
     if (sqlite3_get_autocommit(database.handle()) == 0) {
         sqlite3_exec(database.handle(), "ROLLBACK", nullptr, nullptr, nullptr);
@@ -75,8 +73,6 @@ void Transaction::rollback()
         throw Exception("transaction already committed or rolled back");
     }
     finish();
-    // SQLite may have rolled back by itself already; what the cache mirrored goes either way.
-    mDatabase.cache().clear();
     mDatabase.resetStatements();
     if (sqlite3_get_autocommit(mDatabase.handle()) == 0) {
         mDatabase.executeRaw("ROLLBACK");

@@ -89,8 +89,7 @@ public:
     {
         struct stat status {};
         if (!mOpen || ::fstat(mFile.handle(), &status) != 0 || status.st_nlink == 0) {
-            mFile.close();
-            open();
+            reopen();
             return;
         }
         const qint64 size = std::min<qint64>(status.st_size, INT32_MAX);
@@ -102,13 +101,10 @@ public:
         }
     }
 
-    // Opens the file once more where the process had no descriptor left for it.
-    void retryOpen()
+    void reopen()
     {
-        if (!mOpen && (mOpenError == EMFILE || mOpenError == ENFILE)) {
-            mFile.close();
-            open();
-        }
+        mFile.close();
+        open();
     }
 
     bool failedForWantOfDescriptors() const
@@ -292,7 +288,7 @@ public:
             // The session's own files may be what uses the descriptors up: they go, and the file
             // is tried once more.
             session.closeAllBut(mReader);
-            mReader->retryOpen();
+            mReader->reopen();
         }
     }
 
