@@ -17,12 +17,14 @@
 // runs, it fires once per time-out; a subclass that wants a single shot calls stopTimer() from
 // its timerElapsed(), as the write cache does through its flush.
 //
-// A start does not wake the thread: it moves the deadline of the quiet period. The thread wakes
-// at the deadline it waits for, finds the deadline moved and waits again for what is left, so a
-// stream of starts costs a clock read and a few atomic stores each, and no system call. Only a
-// start whose deadline lies before the one the thread waits for (the time-out was shortened)
-// wakes it. The first delay of a freshly started thread is a full time-out like any other; a
-// start on a stopped timer is taken up at the thread's next poll, within 10 ms.
+// A start neither wakes the thread nor reads the clock: it marks the timer as started. The thread
+// looks at the mark every eighth of a time-out, claims it, reads the clock and waits a full
+// time-out from that moment, which lies after every start it covers. Further starts before the
+// thread has looked find the mark still set and cost one load, so a stream of starts costs no
+// system call and no clock read. The quiet period thus ends a full time-out after the last start
+// at the earliest, and at most an eighth of a time-out later. A start on a stopped timer is taken
+// up at the thread's next poll, within 10 ms; setTimeout() wakes the thread, so that a shorter
+// time-out counts at once.
 //
 // A stopped timer keeps its thread, which polls every 10 ms until startTimer() or closeTimer().
 // closeTimer() ends the thread; the destructor calls it. A subclass whose timerElapsed() uses its
@@ -32,11 +34,11 @@
 // Threads: startTimer, stopTimer, closeTimer, setTimeout and setStarting are called by other
 // threads while the timer thread reads the flags and the deadline, which are atomics. The
 // thread takes the end of a quiet period with a compare-and-swap on the deadline, so a start or
-// stop that stored a deadline before that moment always wins over the fire. mWakeMutex is held
-// by the thread from reading the deadline until it waits, and taken by every wake-up, so that
-// no wake-up falls between the two. startTimer and stopTimer on one timer are meant to come one
-// after the other, as the cache's mutex orders them; a start that overlaps a stop may leave the
-// timer stopped while getRunning() says true, until the next start.
+// stop that stored its mark or deadline before that moment always wins over the fire. mWakeMutex
+// is held by the thread from reading the deadline until it waits, and taken by every wake-up, so
+// that no wake-up falls between the two. startTimer and stopTimer on one timer are meant to come
+// one after the other, as the cache's mutex orders them; a start that overlaps a stop may leave
+// the timer stopped while getRunning() says true, until the next start.
 class QZLOGGER_EXPORT LoggerTimer : public QThread {
 public:
     LoggerTimer();
@@ -85,11 +87,15 @@ protected:
 
 private:
     static constexpr qint64 kNoDeadline = std::numeric_limits<qint64>::max();
-    static constexpr qint64 kNotWaiting = std::numeric_limits<qint64>::min();
+    // A start the thread has not dated yet, and the moment the thread dates it.
+    static constexpr qint64 kRestarted = kNoDeadline - 1;
+    static constexpr qint64 kDating = kNoDeadline - 2;
 
     // Waits until the deadline passes with the timer running: true when the quiet period ended
     // and this thread claimed it, false when the timer was stopped or closed.
     bool waitForQuietPeriod();
+    // The longest wait of the running timer's thread: an eighth of the time-out, 1 ms at least.
+    unsigned long pollMilliseconds() const;
 
     std::atomic<int> mTimeout{0};      // milliseconds
     std::atomic<bool> mRunning{false}; // the timer should fire
@@ -100,11 +106,9 @@ private:
     QWaitCondition mWakeCondition;
     std::atomic<bool> mStarting{false};    // a start the thread has not taken up yet
     LoggerPerformanceCounter mPerformance; // measures each wait
-    // End of the quiet period, steady clock in nanoseconds; a stopped timer's is kNoDeadline.
+    // End of the quiet period, steady clock in nanoseconds; kRestarted or kDating while a start
+    // waits to be dated, kNoDeadline for a stopped timer.
     std::atomic<qint64> mDeadline{kNoDeadline};
-    // The deadline the thread waits for now, kNotWaiting while it does not wait. Written by the
-    // thread under mWakeMutex; a start compares its deadline with it to know whether to wake.
-    std::atomic<qint64> mWaitingUntil{kNotWaiting};
     // startTimer() started the thread, which lives until closeTimer() clears this again. Not
     // copied: a copy has no thread.
     std::atomic<bool> mThreadStarted{false};

@@ -8,6 +8,9 @@ namespace {
 
 constexpr unsigned long kStoppedPollMilliseconds = 10; // a stopped timer polls rather than parks
 constexpr unsigned long kClosePollMilliseconds = 1;
+// How often a running timer's thread looks for starts during one time-out; a quiet period ends
+// at most an eighth of a time-out late.
+constexpr qint64 kPollsPerTimeout = 8;
 constexpr qint64 kNanosecondsPerMillisecond = 1000000;
 
 // The steady clock in nanoseconds; read through the vDSO, without a system call.
@@ -75,24 +78,29 @@ bool LoggerTimer::waitForQuietPeriod()
     QMutexLocker locker(&mWakeMutex);
     while (mEnabled && mRunning) {
         setStarting(false);
-        // Publish the deadline and read it again: a start that stores an earlier deadline after
-        // the second read sees the published one and wakes this thread, and the mutex held until
-        // the wait keeps that wake-up from getting lost.
         qint64 deadline = mDeadline.load();
-        for (;;) {
-            mWaitingUntil.store(deadline);
-            const qint64 latest = mDeadline.load();
-            if (latest == deadline) {
-                break;
+        if (deadline == kRestarted || deadline == kDating) {
+            // Date the starts made so far: the start is claimed before the clock is read, so the
+            // quiet period counts from a moment after every start it covers. A start from here on
+            // marks the timer again, and the second swap then fails and dates once more.
+            if (!mDeadline.compare_exchange_strong(deadline, kDating)) {
+                continue;
             }
-            deadline = latest;
+            const qint64 dated = steadyNow() + toNanoseconds(mTimeout);
+            qint64 claimed = kDating;
+            if (!mDeadline.compare_exchange_strong(claimed, dated)) {
+                continue;
+            }
+            deadline = dated;
         }
         const qint64 now = steadyNow();
-        if (now < deadline) {
-            // No deadline while running: a start overlapped a stop. The next start wakes the
-            // thread, since any deadline lies before this one; until then it polls.
-            const unsigned long wait =
-                deadline == kNoDeadline ? kStoppedPollMilliseconds : toWaitMilliseconds(deadline - now);
+        if (deadline == kNoDeadline || now < deadline) {
+            // A start does not wake this thread: it looks again after a fraction of the time-out,
+            // which bounds how late a quiet period that began with an undated start can end. No
+            // deadline while running means a start overlapped a stop; the thread then polls.
+            const unsigned long wait = deadline == kNoDeadline
+                                           ? kStoppedPollMilliseconds
+                                           : std::min(toWaitMilliseconds(deadline - now), pollMilliseconds());
             mPerformance.startTimer();
             mWakeCondition.wait(&mWakeMutex, wait);
             mPerformance.stopTimer();
@@ -100,15 +108,18 @@ bool LoggerTimer::waitForQuietPeriod()
             mPerformance.getTotalDuration();
             continue;
         }
-        // The quiet period is over unless a start or stop moved the deadline since it was read;
+        // The quiet period is over unless a start or stop changed the deadline since it was read;
         // the swap decides, and the next period of a timer left running begins now.
         if (mDeadline.compare_exchange_strong(deadline, now + toNanoseconds(mTimeout))) {
-            mWaitingUntil.store(kNotWaiting);
             return true;
         }
     }
-    mWaitingUntil.store(kNotWaiting);
     return false;
+}
+
+unsigned long LoggerTimer::pollMilliseconds() const
+{
+    return std::max(1ul, toWaitMilliseconds(toNanoseconds(mTimeout) / kPollsPerTimeout));
 }
 
 void LoggerTimer::startTimer()
@@ -117,9 +128,14 @@ void LoggerTimer::startTimer()
     if (timeout == 0) {
         return;
     }
-    // The deadline first: the thread reads it after it has seen mRunning.
-    const qint64 deadline = steadyNow() + toNanoseconds(timeout);
-    mDeadline.store(deadline);
+    // A start that the thread has not dated yet covers this one: the thread dates it after this
+    // moment. A stream of starts thus costs a load each and nothing else.
+    if (mDeadline.load(std::memory_order_relaxed) == kRestarted &&
+        mThreadStarted.load(std::memory_order_relaxed)) {
+        return;
+    }
+    // The mark first: the thread reads it after it has seen mRunning.
+    mDeadline.store(kRestarted);
     setStarting(true);
     if (!mRunning) {
         mRunning = true;
@@ -131,11 +147,6 @@ void LoggerTimer::startTimer()
             start(QThread::InheritPriority);
         }
         mThreadStarted.store(true, std::memory_order_release);
-    }
-    // A thread that waits for a later deadline wakes then by itself and waits for the rest; only
-    // one that would sleep past this deadline is woken now.
-    if (deadline < mWaitingUntil.load()) {
-        wakeUpTimer();
     }
 }
 
@@ -151,6 +162,9 @@ void LoggerTimer::stopTimer()
 
 void LoggerTimer::closeTimer()
 {
+    // No mark survives the thread: the next start after a close must take the slow way, which
+    // starts a new thread.
+    mDeadline.store(kNoDeadline);
     mRunning = false;
     mEnabled = false;
     wakeUpTimer();
@@ -188,7 +202,11 @@ bool LoggerTimer::getStarting() const
 
 void LoggerTimer::setTimeout(int timeout)
 {
-    mTimeout = timeout;
+    const int before = mTimeout.exchange(timeout);
+    // A thread that waits by the old time-out looks again now, so that a shorter one counts.
+    if (before != timeout && mThreadStarted.load(std::memory_order_acquire)) {
+        wakeUpTimer();
+    }
 }
 
 int LoggerTimer::getTimeout() const

@@ -204,6 +204,60 @@ TEST(LoggerTimerTest, ASteadyStreamOfStartsFasterThanTheTimeoutNeverFires)
     EXPECT_EQ(timer.fireTimes().size(), 0u);
 }
 
+// A start does not wake the timer's thread: the thread finds it when it next looks, which it
+// does every eighth of a time-out. The quiet period then ends a full time-out after the last
+// start at the earliest and an eighth of a time-out later at most, however the starts fell
+// against the thread's looks.
+TEST(LoggerTimerTest, AQuietPeriodEndsWithinAnEighthOfTheTimeoutAfterItsFullLength)
+{
+    constexpr int kTimeout = 1600;
+    constexpr milliseconds kRetrigger{20};
+    SignallingTimer timer(true);
+    timer.setTimeout(kTimeout);
+
+    // Starts for more than a time-out, so that the thread has looked several times meanwhile.
+    const Clock::time_point start = Clock::now();
+    Clock::time_point lastStart = start;
+    milliseconds longestGap{0};
+    timer.startTimer();
+    while (since(start) < milliseconds(kTimeout + kTimeout / 2)) {
+        std::this_thread::sleep_for(kRetrigger);
+        const Clock::time_point now = Clock::now();
+        longestGap = std::max(longestGap, std::chrono::duration_cast<milliseconds>(now - lastStart));
+        lastStart = now;
+        timer.startTimer();
+    }
+    ASSERT_LT(longestGap, milliseconds(kTimeout)) << "the machine was too busy to retrigger in time";
+    ASSERT_TRUE(timer.fireTimes().empty());
+
+    ASSERT_TRUE(timer.waitForFires(1, milliseconds(2 * kTimeout) + kLateMargin));
+    const auto elapsed = std::chrono::duration_cast<milliseconds>(timer.fireTimes().front() - lastStart);
+    EXPECT_GE(elapsed, milliseconds(kTimeout) - kEarlyTolerance);
+    EXPECT_LE(elapsed, milliseconds(kTimeout + kTimeout / 8) + kLateMargin);
+}
+
+// A thread that waits by a long time-out would look for starts only every eighth of it; a time-out
+// set shorter wakes it, so that the next quiet period is the short one.
+TEST(LoggerTimerTest, AShorterTimeoutCountsFromTheNextStartAtOnce)
+{
+    constexpr int kLongTimeout = 60000;
+    constexpr int kShortTimeout = 100;
+    SignallingTimer timer(true);
+    timer.setTimeout(kLongTimeout);
+    timer.startTimer();
+    ASSERT_TRUE(waitUntil([&] { return timer.getEnabled(); }, milliseconds(1000)));
+    // Long enough for the thread to have dated the start and to wait by the long time-out.
+    std::this_thread::sleep_for(milliseconds(50));
+
+    timer.setTimeout(kShortTimeout);
+    const Clock::time_point restart = Clock::now();
+    timer.startTimer();
+    ASSERT_TRUE(timer.waitForFires(1, milliseconds(kShortTimeout) + kLateMargin))
+        << "the thread still waited by the long time-out";
+    const auto elapsed = std::chrono::duration_cast<milliseconds>(timer.fireTimes().front() - restart);
+    EXPECT_GE(elapsed, milliseconds(kShortTimeout) - kEarlyTolerance);
+}
+
 TEST(LoggerTimerTest, StopTimerPreventsFiringAndStartTimerArmsItAgain)
 {
     constexpr int kTimeout = 200;
