@@ -9,7 +9,6 @@
 #include <limits>
 #include <string>
 #include <type_traits>
-#include <unordered_map>
 #include <vector>
 
 namespace qzdb {
@@ -215,35 +214,34 @@ template <class FileInfo>
 void writeFileLinks(Database& database, const LinkSql& sql, int32_t ownerId,
                     const std::vector<std::shared_ptr<FileInfo>>& files)
 {
-    // How often the list names each file: a file may stand in it twice, and then has two links.
-    std::unordered_map<int32_t, int> unlinked;
-    for (const auto& file : files) {
-        if (file) {
-            ++unlinked[file->Id];
-        }
-    }
     CatalogueCache& cache = database.cache();
     cache.synchronize(database);
     // The owner's links as they are: from the cache where it knows them, else from the catalogue.
-    std::vector<CatalogueCache::Link> stored;
-    if (const std::vector<CatalogueCache::Link>* known = cache.links(&sql, ownerId)) {
-        stored = *known;
-    } else {
+    std::vector<CatalogueCache::Link> read;
+    const std::vector<CatalogueCache::Link>* stored = cache.links(&sql, ownerId);
+    if (stored == nullptr) {
         Statement& select = database.statement(sql.selectIds);
         StatementReset reset(select);
         select.bind(1, ownerId);
         while (select.step()) {
-            stored.push_back(CatalogueCache::Link{select.columnInt64(0), select.columnInt(1)});
+            read.push_back(CatalogueCache::Link{select.columnInt64(0), select.columnInt(1)});
         }
+        stored = &read;
     }
+    // One walk over both in step: a link that names the list's next file stays, any other is
+    // deleted, and the files of the list that no link matched are linked anew behind. A file that
+    // joined the end or one that left the list thus costs one row, as does each file of a list
+    // whose order changed, and the links afterwards name the list's files, each as often as the
+    // list does, whatever the change.
     std::vector<int64_t> surplus;
     // The owner's links afterwards, in the catalogue's order: those that stay, then the new.
     std::vector<CatalogueCache::Link> linked;
-    for (const CatalogueCache::Link& link : stored) {
-        const auto wanted = unlinked.find(link.id);
-        if (wanted != unlinked.end() && wanted->second > 0) {
-            --wanted->second;
+    linked.reserve(files.size());
+    size_t next = 0;
+    for (const CatalogueCache::Link& link : *stored) {
+        if (next < files.size() && files[next] && files[next]->Id == link.id) {
             linked.push_back(link);
+            ++next;
         } else {
             surplus.push_back(link.rowId);
         }
@@ -256,15 +254,9 @@ void writeFileLinks(Database& database, const LinkSql& sql, int32_t ownerId,
         erase.bind(1, rowId);
         erase.step();
     }
-    for (const auto& file : files) {
+    for (; next < files.size(); ++next) {
         // An empty entry has no row to point to; the NOT NULL column refuses it.
-        if (file) {
-            const auto wanted = unlinked.find(file->Id);
-            if (wanted->second == 0) {
-                continue;
-            }
-            --wanted->second;
-        }
+        const auto& file = files[next];
         Statement& insert = database.statement(sql.insert).track();
         StatementReset insertReset(insert);
         insert.bind(1, ownerId);
