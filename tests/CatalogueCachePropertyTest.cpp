@@ -1351,6 +1351,36 @@ TEST_F(CatalogueCacheBehaviourTest, RemovingOneFileFromATypeDeletesExactlyOneLin
     EXPECT_EQ(cachedLoad(type.Id), catalogueLoad(type.Id));
 }
 
+// A logger at its quota loses its oldest file as it begins a new one: one link row goes, one
+// comes, however many files stay between them.
+TEST_F(CatalogueCacheBehaviourTest, DroppingTheOldestFileAndAppendingANewOneDeletesOneLinkAndInsertsOne)
+{
+    DefnMeasureType type = storedType(50);
+    ASSERT_EQ(cachedLoad(type.Id), catalogueLoad(type.Id));
+    const auto added = fileAt(1763900000);
+    committed([&] { qzdb::persist(*added); });
+    type.FileInfos.erase(type.FileInfos.begin());
+    type.FileInfos.push_back(added);
+    const std::vector<std::string> statements = statementsOf([&] { qzdb::update(type); });
+    EXPECT_EQ(countStarting(statements, deleteOfLinks()), 1);
+    EXPECT_EQ(countStarting(statements, insertOfLinks()), 1);
+    EXPECT_EQ(links<DefnMeasureType>(type.Id), idsOf(type.FileInfos));
+    EXPECT_EQ(cachedLoad(type.Id), catalogueLoad(type.Id));
+}
+
+// A list whose order changed still ends with links to exactly its files, each as often as the
+// list names it.
+TEST_F(CatalogueCacheBehaviourTest, AReversedListWithAFileNamedTwiceLinksExactlyItsFiles)
+{
+    DefnMeasureType type = storedType(6);
+    std::reverse(type.FileInfos.begin(), type.FileInfos.end());
+    type.FileInfos.push_back(type.FileInfos[2]);
+    committed([&] { qzdb::update(type); });
+    EXPECT_EQ(links<DefnMeasureType>(type.Id), idsOf(type.FileInfos));
+    EXPECT_EQ(cachedLoad(type.Id), catalogueLoad(type.Id));
+    EXPECT_EQ(queryNumber(db(), "SELECT count(*) FROM \"DefnMeasureType_FileInfos\""), 7);
+}
+
 TEST_F(CatalogueCacheBehaviourTest, AFileNamedTwiceHasTwoLinksAndLosesOneWhenNamedOnce)
 {
     DefnMeasureType type = storedType(3);
