@@ -24,8 +24,11 @@
 #include <QFileInfo>
 #include <benchmark/benchmark.h>
 
+#include <QMutex>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <fcntl.h>
 #include <map>
 #include <memory>
@@ -116,7 +119,7 @@ struct BenchStore {
 
     // A data file of its own in the day folder of the logger's current file, so that its path
     // is as deep as the logger's, begun with a header of zeros.
-    std::string plainFile(int blockItems)
+    std::string plainFile(int blockItems, const QString& prefix = QStringLiteral("plain"))
     {
         TestLogger* owner = logger(blockItems);
         const PtrLoggerFileInfo current = owner ? owner->getLoggerAccess()->getCurrentFileInfo() : nullptr;
@@ -124,7 +127,7 @@ struct BenchStore {
             return std::string();
         const QString folder = QFileInfo(LoggerFileSystem::getFullFileName(current.get())).path();
         const std::string path =
-            QDir(folder).filePath(QStringLiteral("plain_%1.dat").arg(blockItems)).toStdString();
+            QDir(folder).filePath(QStringLiteral("%1_%2.dat").arg(prefix).arg(blockItems)).toStdString();
         const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         if (fd < 0)
             return std::string();
@@ -181,6 +184,20 @@ ChangingLogger* changingLogger(int files)
 BenchStore& benchStore()
 {
     return *gBenchStore;
+}
+
+// One block as the design writes it, with plain calls; see BM_BlockFloor.
+bool floorBlock(const std::string& path, const char* data, size_t bytes)
+{
+    const int fd = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    const off_t end = ::lseek(fd, 0, SEEK_END);
+    benchmark::DoNotOptimize(std::chrono::steady_clock::now());
+    const ssize_t written = end < 0 ? -1 : ::pwrite(fd, data, bytes, end);
+    benchmark::DoNotOptimize(std::chrono::steady_clock::now());
+    ::close(fd);
+    return written == static_cast<ssize_t>(bytes);
 }
 
 void BM_WriteDatas(benchmark::State& state)
@@ -288,6 +305,99 @@ void BM_PlainAppend(benchmark::State& state)
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(block.bytes()));
 }
 
+// The least a block must cost by the store's design, with plain calls: every block opens the
+// file, asks for its end (the open of each block is where a file cut or extended from outside is
+// noticed), writes the block there with one positioned write between the two clock reads of the
+// write counter, and closes the file. Beside the plain append it shows how much of the gap to
+// plain I/O is the design's and how much the store's own.
+void BM_BlockFloor(benchmark::State& state)
+{
+    BenchStore& bench = benchStore();
+    const int blockItems = static_cast<int>(state.range(0));
+    const std::string path =
+        bench.started ? bench.plainFile(blockItems, QStringLiteral("floor")) : std::string();
+    if (path.empty()) {
+        state.SkipWithError("the floor's file could not be made");
+        return;
+    }
+    RisingBlock& block = bench.block("floor/" + std::to_string(blockItems), blockItems);
+    const ProcessKernelCounts before = ProcessKernelCounts::now();
+    for (auto _ : state) {
+        if (!floorBlock(path, block.next(), block.bytes())) {
+            state.SkipWithError("the floor's write failed");
+            break;
+        }
+    }
+    setKernelCountsPerIteration(state, before);
+    state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * blockItems);
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(block.bytes()));
+}
+
+// The host's side of an item as the typed logger asks it: the measurement type by the id, through
+// a virtual call the compiler cannot see through.
+class MeasTypeSource {
+public:
+    virtual ~MeasTypeSource() = default;
+    virtual DataMeasType getDataMeasType(const QString& idString)
+    {
+        DataMeasType measType;
+        measType.configId = idString;
+        measType.interval = 1.0;
+        return measType;
+    }
+};
+
+// The least an item through a cache of 100 must cost by the store's design, with plain code: the
+// id asked for and the measurement type asked of the host and kept, the order of the stamp
+// checked, the cache's recursive mutex taken and given back, and the item copied behind the
+// waiting ones; every hundredth item writes the block as BM_BlockFloor does.
+void BM_CachedItemFloor(benchmark::State& state)
+{
+    BenchStore& bench = benchStore();
+    const std::string path =
+        bench.started ? bench.plainFile(kCacheItems, QStringLiteral("cached_floor")) : std::string();
+    if (path.empty()) {
+        state.SkipWithError("the floor's file could not be made");
+        return;
+    }
+    RisingBlock& item = bench.block("floor/cached", 1);
+    std::vector<DataMean> cache(kCacheItems);
+    QMutex mutex(QMutex::Recursive);
+    const QString idString = QStringLiteral("mean_3s.bench_floor.mean_out");
+    MeasTypeSource hostSource;
+    MeasTypeSource* host = &hostSource;
+    benchmark::DoNotOptimize(host);
+    DataMeasType kept;
+    DataTimespec lastStamp{0, 0};
+    int count = 0;
+    const ProcessKernelCounts before = ProcessKernelCounts::now();
+    for (auto _ : state) {
+        const DataMean* next = reinterpret_cast<const DataMean*>(item.next());
+        const QString id = idString;
+        kept = host->getDataMeasType(id);
+        if (!kept.enabled || next->utc.tv_sec < lastStamp.tv_sec) {
+            state.SkipWithError("the floor's item was refused");
+            break;
+        }
+        lastStamp = next->utc;
+        mutex.lock();
+        std::memcpy(&cache[static_cast<size_t>(count)], next, sizeof(DataMean));
+        const bool full = ++count == kCacheItems;
+        if (full) {
+            count = 0;
+        }
+        mutex.unlock();
+        if (full &&
+            !floorBlock(path, reinterpret_cast<const char*>(cache.data()), cache.size() * sizeof(DataMean))) {
+            state.SkipWithError("the floor's write failed");
+            break;
+        }
+    }
+    setKernelCountsPerIteration(state, before);
+    state.SetItemsProcessed(static_cast<int64_t>(state.iterations()));
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * kItemSize);
+}
+
 // A million items (24 MB) per run, for the plain append and the store alike: unbounded runs write
 // gigabytes, and the file system's write-back then throttles whichever runs later.
 constexpr int64_t kItemsPerRun = 1000000;
@@ -299,6 +409,10 @@ BENCHMARK(BM_WriteDatas)->Arg(1)->Iterations(kItemsPerRun);
 BENCHMARK(BM_WriteDatas)->Arg(10)->Iterations(kItemsPerRun / 10);
 BENCHMARK(BM_WriteDatas)->Arg(100)->Iterations(kItemsPerRun / 100);
 BENCHMARK(BM_WriteLoggerItemCached)->Iterations(kItemsPerRun);
+BENCHMARK(BM_BlockFloor)->Arg(1)->Iterations(kItemsPerRun);
+BENCHMARK(BM_BlockFloor)->Arg(10)->Iterations(kItemsPerRun / 10);
+BENCHMARK(BM_BlockFloor)->Arg(100)->Iterations(kItemsPerRun / 100);
+BENCHMARK(BM_CachedItemFloor)->Iterations(kItemsPerRun);
 
 // The name under which a block run of `items` per block is reported.
 std::string blockRun(const char* benchmark, int items)
@@ -335,6 +449,15 @@ public:
         printRatio("BM_WriteLoggerItemCached/iterations:" + std::to_string(kItemsPerRun),
                    blockRun("BM_PlainAppend", kCacheItems));
         printRatio("BM_FileChange/1000", "BM_FileChange/10");
+        std::printf("the least the design allows, with plain calls, against the plain append; and the "
+                    "store against that least\n");
+        for (const int blockItems : kBlockItems) {
+            printRatio(blockRun("BM_BlockFloor", blockItems), blockRun("BM_PlainAppend", blockItems));
+            printRatio(blockRun("BM_WriteDatas", blockItems), blockRun("BM_BlockFloor", blockItems));
+        }
+        const std::string cachedFloor = "BM_CachedItemFloor/iterations:" + std::to_string(kItemsPerRun);
+        printRatio(cachedFloor, blockRun("BM_PlainAppend", kCacheItems));
+        printRatio("BM_WriteLoggerItemCached/iterations:" + std::to_string(kItemsPerRun), cachedFloor);
         std::printf("target: writeDatas at blocks of 100 at least 0.9 of the plain append, "
                     "writeLoggerItem through the cache at least 0.5, a change of file at 1000 files "
                     "at least 0.5 of one at 10 (changes per second)\n");
