@@ -42,6 +42,28 @@ bool waitUntil(const std::function<bool()>& predicate, milliseconds deadline)
     return true;
 }
 
+// Starts the timer, then again every `every` until `duration` has passed since the first start.
+struct Retriggered {
+    Clock::time_point lastStart;
+    milliseconds longestGap{0}; // the longest time between two starts
+};
+
+Retriggered retrigger(LoggerTimer& timer, milliseconds every, milliseconds duration)
+{
+    const Clock::time_point start = Clock::now();
+    Retriggered result{start};
+    timer.startTimer();
+    while (since(start) < duration) {
+        std::this_thread::sleep_for(every);
+        const Clock::time_point now = Clock::now();
+        result.longestGap =
+            std::max(result.longestGap, std::chrono::duration_cast<milliseconds>(now - result.lastStart));
+        result.lastStart = now;
+        timer.startTimer();
+    }
+    return result;
+}
+
 // A timer that records when it fired and tells a waiting test at once.
 class SignallingTimer : public LoggerTimer {
 public:
@@ -157,17 +179,7 @@ TEST(LoggerTimerTest, RepeatedStartTimerShorterThanTimeoutNeverFires)
     SignallingTimer timer(true);
     timer.setTimeout(kTimeout);
 
-    const Clock::time_point start = Clock::now();
-    Clock::time_point lastStart = start;
-    milliseconds longestGap{0};
-    timer.startTimer();
-    while (since(start) < kRetriggerFor) {
-        std::this_thread::sleep_for(kRetrigger);
-        const Clock::time_point now = Clock::now();
-        longestGap = std::max(longestGap, std::chrono::duration_cast<milliseconds>(now - lastStart));
-        lastStart = now;
-        timer.startTimer();
-    }
+    const auto [lastStart, longestGap] = retrigger(timer, kRetrigger, kRetriggerFor);
     // Only a retrigger that came later than the time-out would let the timer fire.
     ASSERT_LT(longestGap, milliseconds(kTimeout)) << "the machine was too busy to retrigger in time";
     EXPECT_TRUE(timer.fireTimes().empty());
@@ -216,17 +228,7 @@ TEST(LoggerTimerTest, AQuietPeriodEndsWithinAnEighthOfTheTimeoutAfterItsFullLeng
     timer.setTimeout(kTimeout);
 
     // Starts for more than a time-out, so that the thread has looked several times meanwhile.
-    const Clock::time_point start = Clock::now();
-    Clock::time_point lastStart = start;
-    milliseconds longestGap{0};
-    timer.startTimer();
-    while (since(start) < milliseconds(kTimeout + kTimeout / 2)) {
-        std::this_thread::sleep_for(kRetrigger);
-        const Clock::time_point now = Clock::now();
-        longestGap = std::max(longestGap, std::chrono::duration_cast<milliseconds>(now - lastStart));
-        lastStart = now;
-        timer.startTimer();
-    }
+    const auto [lastStart, longestGap] = retrigger(timer, kRetrigger, milliseconds(kTimeout + kTimeout / 2));
     ASSERT_LT(longestGap, milliseconds(kTimeout)) << "the machine was too busy to retrigger in time";
     ASSERT_TRUE(timer.fireTimes().empty());
 
