@@ -3,6 +3,7 @@
 #include "CatalogueMapping.h"
 #include "DefnDisturbType.h"
 #include "DefnEventType.h"
+#include "DefnFileInfoWalk.h"
 #include "DefnMeasureType.h"
 #include "DefnOperatorType.h"
 #include "DefnPqEventType.h"
@@ -482,14 +483,17 @@ bool DefnTypePersistance::readCurrentDatas(std::shared_ptr<DefnBaseType>& baseTy
         if (!fileInfo) {
             return true;
         }
-        const int size = currentType->getFileListSize();
-        for (int index = 0; index < size && !currentFile; ++index) {
-            auto file = currentType->getFileInfo(index);
-            if (file && file->Id == fileInfo->Id) {
-                currentFile = std::move(file);
+        int found = -1;
+        DefnFileInfoWalk::forEach(*currentType, [&](int index, const LoggerFileInfo* file) {
+            if (file != nullptr && file->Id == fileInfo->Id) {
+                found = index;
+                return false;
             }
-        }
-        if (!currentFile) {
+            return true;
+        });
+        if (found >= 0) {
+            currentFile = currentType->getFileInfo(found);
+        } else {
             currentFile = qzdb::findFileInfo(fileInfo->mType, fileInfo->Id);
         }
         return currentFile != nullptr;

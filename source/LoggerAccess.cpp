@@ -7,6 +7,7 @@
 #include "DataMeasType.h"
 #include "DefnDisturbType.h"
 #include "DefnEventType.h"
+#include "DefnFileInfoWalk.h"
 #include "DefnMeasureType.h"
 #include "DefnPqEventType.h"
 #include "DefnTypePersistance.h"
@@ -386,26 +387,32 @@ void LoggerAccess::getNewestBaseType(std::vector<DefnBaseType>& baseTypes, const
 void LoggerAccess::getNewestFileInfo()
 {
     const auto type = mCurrentBaseType;
-    std::shared_ptr<LoggerFileInfo> newest;
-    const int size = type ? type->getFileListSize() : 0;
-    for (int index = 0; index < size; ++index) {
-        const auto file = type->getFileInfo(index);
-        if (!file) {
-            continue;
+    if (!type) {
+        mCurrentFileInfo = nullptr;
+        return;
+    }
+    const LoggerFileInfo* newest = nullptr;
+    int newestIndex = -1;
+    DefnFileInfoWalk::forEach(*type, [&](int index, LoggerFileInfo* file) {
+        if (file == nullptr) {
+            return true;
         }
         if (isZero(file->UtcStart)) {
-            readFileInfo(file);
+            readFileInfo(type->getFileInfo(index));
             if (isZero(file->UtcStart)) {
                 // A file without items is one just begun: the logger goes on in it.
-                newest = file;
-                break;
+                newestIndex = index;
+                return false;
             }
         }
-        if (!newest || newest->UtcStart.tv_sec == 0 || newest->UtcStart.tv_sec < file->UtcStart.tv_sec) {
+        if (newest == nullptr || newest->UtcStart.tv_sec == 0 ||
+            newest->UtcStart.tv_sec < file->UtcStart.tv_sec) {
             newest = file;
+            newestIndex = index;
         }
-    }
-    mCurrentFileInfo = newest;
+        return true;
+    });
+    mCurrentFileInfo = newestIndex >= 0 ? type->getFileInfo(newestIndex) : nullptr;
 }
 
 std::shared_ptr<LoggerFileInfo> LoggerAccess::getOldestFileInfo()
@@ -415,21 +422,20 @@ std::shared_ptr<LoggerFileInfo> LoggerAccess::getOldestFileInfo()
         message("getOldestFileInfo: mCurrentBaseType == nullptr", LOGGER_MESSAGE_ERROR);
         return nullptr;
     }
-    std::shared_ptr<LoggerFileInfo> oldest;
+    int oldestIndex = -1;
     int64_t oldestSeconds = -1; // nothing chosen yet
-    const int size = type->getFileListSize();
-    for (int index = 0; index < size; ++index) {
-        const auto file = type->getFileInfo(index);
-        if (!file) {
+    DefnFileInfoWalk::forEach(*type, [&](int index, const LoggerFileInfo* file) {
+        if (file == nullptr) {
             message("getOldestFileInfo: fileInfo == nullptr", LOGGER_MESSAGE_ERROR);
-            break;
+            return false;
         }
         if (oldestSeconds == -1 || file->UtcStart.tv_sec < oldestSeconds) {
             oldestSeconds = file->UtcStart.tv_sec;
-            oldest = file;
+            oldestIndex = index;
         }
-    }
-    return oldest;
+        return true;
+    });
+    return oldestIndex >= 0 ? type->getFileInfo(oldestIndex) : nullptr;
 }
 
 int LoggerAccess::getOldestFileIndex()
@@ -437,13 +443,14 @@ int LoggerAccess::getOldestFileIndex()
     const auto type = mCurrentBaseType;
     int oldestIndex = -1;
     DataTimespec oldest{0, 0};
-    const int size = type ? type->getFileListSize() : 0;
-    for (int index = 0; index < size; ++index) {
-        const auto file = type->getFileInfo(index);
-        if (file && (oldestIndex < 0 || isEarlier(file->UtcStart, oldest))) {
-            oldest = file->UtcStart;
-            oldestIndex = index;
-        }
+    if (type) {
+        DefnFileInfoWalk::forEach(*type, [&](int index, const LoggerFileInfo* file) {
+            if (file != nullptr && (oldestIndex < 0 || isEarlier(file->UtcStart, oldest))) {
+                oldest = file->UtcStart;
+                oldestIndex = index;
+            }
+            return true;
+        });
     }
     return oldestIndex;
 }
@@ -451,14 +458,17 @@ int LoggerAccess::getOldestFileIndex()
 std::shared_ptr<LoggerFileInfo> LoggerAccess::getFileInfo(int id)
 {
     const auto type = mCurrentBaseType;
-    const int size = type ? type->getFileListSize() : 0;
-    for (int index = 0; index < size; ++index) {
-        auto file = type->getFileInfo(index);
-        if (file && file->Id == id) {
-            return file;
-        }
+    int found = -1;
+    if (type) {
+        DefnFileInfoWalk::forEach(*type, [&](int index, const LoggerFileInfo* file) {
+            if (file != nullptr && file->Id == id) {
+                found = index;
+                return false;
+            }
+            return true;
+        });
     }
-    return nullptr;
+    return found >= 0 ? type->getFileInfo(found) : nullptr;
 }
 
 int LoggerAccess::getCurrentFileIndex()
@@ -468,14 +478,15 @@ int LoggerAccess::getCurrentFileIndex()
     if (!type || !current) {
         return -1;
     }
-    const int size = type->getFileListSize();
-    for (int index = 0; index < size; ++index) {
-        const auto file = type->getFileInfo(index);
-        if (file && (file == current || file->Id == current->Id)) {
-            return index;
+    int found = -1;
+    DefnFileInfoWalk::forEach(*type, [&](int index, const LoggerFileInfo* file) {
+        if (file != nullptr && (file == current.get() || file->Id == current->Id)) {
+            found = index;
+            return false;
         }
-    }
-    return -1;
+        return true;
+    });
+    return found;
 }
 
 bool LoggerAccess::isCurrentNewestFileInfo()
@@ -485,14 +496,16 @@ bool LoggerAccess::isCurrentNewestFileInfo()
     if (!current) {
         return false;
     }
-    const int size = type ? type->getFileListSize() : 0;
-    for (int index = 0; index < size; ++index) {
-        const auto file = type->getFileInfo(index);
-        if (file && file->UtcCreated.tv_sec > current->UtcCreated.tv_sec) {
-            return false;
-        }
+    bool newest = true;
+    if (type) {
+        DefnFileInfoWalk::forEach(*type, [&](int, const LoggerFileInfo* file) {
+            if (file != nullptr && file->UtcCreated.tv_sec > current->UtcCreated.tv_sec) {
+                newest = false;
+            }
+            return newest;
+        });
     }
-    return true;
+    return newest;
 }
 
 bool LoggerAccess::isValid()
@@ -533,14 +546,13 @@ void LoggerAccess::getFilesTimeRange()
         start = first->UtcStart;
         end = first->UtcEnd;
     }
-    for (int index = 0; index < size; ++index) {
-        const auto file = type->getFileInfo(index);
-        if (!file) {
+    DefnFileInfoWalk::forEach(*type, [&](int, LoggerFileInfo* file) {
+        if (file == nullptr) {
             message("getFilesTimeRange: fileInfo = nullptr", LOGGER_MESSAGE_FATAL);
-            continue;
+            return true;
         }
-        if (!hasDataItems(file.get())) {
-            continue;
+        if (!hasDataItems(file)) {
+            return true;
         }
         if (isZero(start)) {
             start = file->UtcStart;
@@ -550,7 +562,8 @@ void LoggerAccess::getFilesTimeRange()
         if (isEarlier(end, file->UtcEnd)) {
             end = file->UtcEnd;
         }
-    }
+        return true;
+    });
     type->UtcStart = start;
     type->UtcEnd = end;
 }
