@@ -91,6 +91,26 @@ inline void setKernelCountsPerIteration(benchmark::State& state, const ProcessKe
                            benchmark::Counter::kAvgIterations);
 }
 
+// The CPU time of the calling thread so far, split into user and system time, in microseconds.
+// The kernel splits the thread's exact run time by where its clock ticks fell, so the split is
+// good over many operations, not for one.
+struct ThreadCpuTime {
+    double userMicros = 0.0;
+    double systemMicros = 0.0;
+
+    static ThreadCpuTime now()
+    {
+        rusage usage{};
+        getrusage(RUSAGE_THREAD, &usage);
+        ThreadCpuTime time;
+        time.userMicros =
+            static_cast<double>(usage.ru_utime.tv_sec) * 1e6 + static_cast<double>(usage.ru_utime.tv_usec);
+        time.systemMicros =
+            static_cast<double>(usage.ru_stime.tv_sec) * 1e6 + static_cast<double>(usage.ru_stime.tv_usec);
+        return time;
+    }
+};
+
 // A block of mean items whose stamps are moved on before every write, one millisecond per item
 // from kFirstSecond, so that every block lies behind the one before, as the logger's order check
 // wants it.

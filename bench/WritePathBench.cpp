@@ -259,10 +259,16 @@ void BM_FileChange(benchmark::State& state)
     TestLogger& logger = *changing->logger;
     LoggerAccess& access = *logger.getLoggerAccess();
     const ProcessKernelCounts before = ProcessKernelCounts::now();
+    // The thread's user and system time of the changes alone; the removal is left out.
+    ThreadCpuTime spent;
     for (auto _ : state) {
         const int filesBefore = logger.getFileListSize();
-        if (logger.writeDatas(changing->nextItem(), 1, true, true) == nullptr ||
-            logger.getFileListSize() != filesBefore + 1) {
+        const ThreadCpuTime start = ThreadCpuTime::now();
+        const bool written = logger.writeDatas(changing->nextItem(), 1, true, true) != nullptr;
+        const ThreadCpuTime end = ThreadCpuTime::now();
+        spent.userMicros += end.userMicros - start.userMicros;
+        spent.systemMicros += end.systemMicros - start.systemMicros;
+        if (!written || logger.getFileListSize() != filesBefore + 1) {
             state.SkipWithError("the block did not begin a new file");
             break;
         }
@@ -275,6 +281,8 @@ void BM_FileChange(benchmark::State& state)
         }
     }
     setKernelCountsPerIteration(state, before);
+    state.counters["user_us"] = benchmark::Counter(spent.userMicros, benchmark::Counter::kAvgIterations);
+    state.counters["sys_us"] = benchmark::Counter(spent.systemMicros, benchmark::Counter::kAvgIterations);
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations()));
 }
 
@@ -436,6 +444,8 @@ public:
                 figures.itemsPerSecond = rate->second.value;
                 figures.readWriteCalls = counter(run, "rw_calls");
                 figures.contextSwitches = counter(run, "ctx_switches");
+                figures.userMicros = counter(run, "user_us");
+                figures.systemMicros = counter(run, "sys_us");
             }
         }
         ConsoleReporter::ReportRuns(runs);
@@ -449,6 +459,7 @@ public:
         printRatio("BM_WriteLoggerItemCached/iterations:" + std::to_string(kItemsPerRun),
                    blockRun("BM_PlainAppend", kCacheItems));
         printRatio("BM_FileChange/1000", "BM_FileChange/10");
+        printCpuSplit("BM_FileChange/1000", "BM_FileChange/10");
         std::printf("the least the design allows, with plain calls, against the plain append; and the "
                     "store against that least\n");
         for (const int blockItems : kBlockItems) {
@@ -468,6 +479,8 @@ private:
         double itemsPerSecond = 0.0;
         double readWriteCalls = 0.0;
         double contextSwitches = 0.0;
+        double userMicros = 0.0;   // per operation, where the run counts it
+        double systemMicros = 0.0; // per operation, where the run counts it
     };
 
     static double counter(const Run& run, const char* name)
@@ -488,6 +501,22 @@ private:
                     a->second.contextSwitches, baseline.c_str(), b->second.itemsPerSecond,
                     b->second.readWriteCalls, b->second.contextSwitches,
                     a->second.itemsPerSecond / b->second.itemsPerSecond);
+    }
+
+    // The user and the system time of one operation of each run, and the ratio of each: the user
+    // time is the store's own work, the system time mostly the file system's and the commit's.
+    void printCpuSplit(const std::string& ours, const std::string& baseline) const
+    {
+        const auto a = mFigures.find(ours);
+        const auto b = mFigures.find(baseline);
+        if (a == mFigures.end() || b == mFigures.end() || b->second.userMicros <= 0.0 ||
+            b->second.systemMicros <= 0.0)
+            return;
+        std::printf("%-24s user %.0f us, system %.0f us  %-18s user %.0f us, system %.0f us  "
+                    "ratio of user time %.2f, of system time %.2f\n",
+                    ours.c_str(), a->second.userMicros, a->second.systemMicros, baseline.c_str(),
+                    b->second.userMicros, b->second.systemMicros, a->second.userMicros / b->second.userMicros,
+                    a->second.systemMicros / b->second.systemMicros);
     }
 
     std::map<std::string, Figures> mFigures;
