@@ -271,8 +271,12 @@ private:
     // file could not be made.
     bool leaveForNewFile(const timespec& first, const timespec& last, const timespec& typeEnd,
                          bool sizeExceeded, const PtrLoggerFileInfo& fileBefore, bool fileBeforeEmpty);
-    // Opens the current file where it is closed.
+    // Opens the current file where it is closed: for a rewrite (readUpdate) as openCurrentFile
+    // does, for a block on a plain descriptor where the file is the one opened last.
     bool openFileForBlock(bool readUpdate);
+    // After an open: unless keepPosition, steps the last write position back over the file's
+    // last whole item, and readUpdate then calls readDataToUpdate.
+    void stepBackLastWritePosition(bool keepPosition, bool readUpdate);
     // Appends the block and stores the running item number, timed as a file write.
     void writeBlock(const char* data, int numItems, int numBytes);
     void construct(LoggerType loggerType, LoggerDataType loggerDataType, int dataBlockSize);

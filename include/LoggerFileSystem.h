@@ -6,6 +6,7 @@
 #include "LoggerHeader.h"
 #include "LoggerTypes.h"
 
+#include <QByteArray>
 #include <QDateTime>
 #include <QString>
 #include <ctime>
@@ -111,6 +112,10 @@ public:
     // openFile, which creates or recovers the file. Also false, touching nothing, for a file
     // object that is open already or has no name, and for a row with negative sizes.
     static bool reopenFile(LoggerFileInfo* info, QFile& file, qint64& size);
+    // The same reopen on a plain descriptor of the file at `path`, its name in the file system's
+    // encoding: no file object is opened. `descriptor` receives it, or -1 where the reopen failed
+    // as reopenFile fails, and the caller then takes openFile.
+    static bool reopenDescriptor(LoggerFileInfo* info, const QByteArray& path, int& descriptor, qint64& size);
     // The 44 bytes at the file's current position, which moves past them; false where the file
     // is not open or shorter than a header.
     static bool readHeader(QFile& file, LoggerHeader& header);

@@ -76,7 +76,10 @@ LoggerAccess::LoggerAccess(LoggerType loggerType, LoggerDataType loggerDataType,
     initTrack(kCategoryAccess);
 }
 
-LoggerAccess::~LoggerAccess() = default;
+LoggerAccess::~LoggerAccess()
+{
+    closeBlockDescriptor();
+}
 
 // --- plain state
 
@@ -943,6 +946,10 @@ bool LoggerAccess::deleteAllDatas(const QString& idString, const std::string& de
 
 void LoggerAccess::closeFileIfOpen()
 {
+    if (mBlockDescriptor >= 0) {
+        closeBlockDescriptor();
+        LoggerDb::getInstance().decrementOpenedFiles();
+    }
     if (mFile.isOpen()) {
         mFile.close();
         LoggerDb::getInstance().decrementOpenedFiles();

@@ -217,6 +217,12 @@ public:
     bool createCurrentFileIfNotExists();
     // Opens the current file, positioned behind its last whole item.
     bool openCurrentFile(bool write);
+    // The same for the next block of the writer: the file opened last is reopened on a plain
+    // descriptor, without a file object, and the block goes there by writeDatas. Any other file,
+    // or one that cannot be reopened so, takes openCurrentFile(true).
+    bool openCurrentFileForBlock();
+    // Whether the current file is open, as a file object or on the block's descriptor.
+    bool isFileOpen() const;
     // Both scales from the header of the current file.
     bool readHeaderParameters(float& scaleVoltage, float& scaleCurrent);
     // Appends numBytes (numItems items) to the open file behind its last whole item, then
@@ -290,6 +296,9 @@ private:
     // in the file; 0 otherwise.
     qint64 takeBackFailedBlock(qint64 start, qint64 written, int itemSize);
     void closeAfterWrite();
+    // The descriptor that a block or a rewrite goes to: the block's own, else the file object's.
+    int writeDescriptor() const;
+    void closeBlockDescriptor();
     // A new file whose catalogue row could not be stored: it goes from the card while it holds
     // no item, so that no file without a row is ever written to.
     void removeUncataloguedFile(const std::shared_ptr<LoggerFileInfo>& file);
@@ -317,6 +326,7 @@ private:
         QString root;
         QByteArray timeZone;
         QString name;
+        QByteArray path; // name in the file system's encoding
         float scaleVoltage = 0.0f;
         float scaleCurrent = 0.0f;
     };
@@ -359,6 +369,9 @@ private:
     int mBaseTypeId = 0;
     double mLoggerInterval = 0.0;
     QFile mFile;
+    // The current file reopened for one block without a file object, -1 while it is not; open
+    // only within writeDatas, from openCurrentFileForBlock to the close after the block.
+    int mBlockDescriptor = -1;
     bool mNewBaseTypeRange = true;
     int mCurrentFileSize = 0;
     LoggerMemoryInterface mMemory;

@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <unistd.h>
 
 namespace {
 
@@ -228,6 +229,40 @@ bool LoggerAccess::openCurrentFile(bool write)
     return opened;
 }
 
+bool LoggerAccess::openCurrentFileForBlock()
+{
+    const auto file = mCurrentFileInfo;
+    if (file && mBlockDescriptor < 0 && !mFile.isOpen() && isKnownFile(*file)) {
+        qint64 size = 0;
+        if (LoggerFileSystem::reopenDescriptor(file.get(), mKnownFile.path, mBlockDescriptor, size)) {
+            mScaleVoltage = mKnownFile.scaleVoltage;
+            mScaleCurrent = mKnownFile.scaleCurrent;
+            mSizeAtOpen = size;
+            mFilePosition = file->mFilePosition;
+            return true;
+        }
+    }
+    return openCurrentFile(true);
+}
+
+bool LoggerAccess::isFileOpen() const
+{
+    return mBlockDescriptor >= 0 || mFile.isOpen();
+}
+
+int LoggerAccess::writeDescriptor() const
+{
+    return mBlockDescriptor >= 0 ? mBlockDescriptor : mFile.handle();
+}
+
+void LoggerAccess::closeBlockDescriptor()
+{
+    if (mBlockDescriptor >= 0) {
+        ::close(mBlockDescriptor);
+        mBlockDescriptor = -1;
+    }
+}
+
 bool LoggerAccess::isKnownFile(const LoggerFileInfo& info) const
 {
     if (mKnownFile.info != &info || mKnownFile.created.tv_sec != info.UtcCreated.tv_sec ||
@@ -257,6 +292,7 @@ void LoggerAccess::rememberOpenedFile(const LoggerFileInfo& info)
     mKnownFile.root = LoggerFileSystem::getPath();
     mKnownFile.timeZone = timeZone != nullptr ? QByteArray(timeZone) : QByteArray();
     mKnownFile.name = mFile.fileName();
+    mKnownFile.path = QFile::encodeName(mKnownFile.name);
     mKnownFile.scaleVoltage = mScaleVoltage;
     mKnownFile.scaleCurrent = mScaleCurrent;
 }
@@ -314,7 +350,7 @@ int LoggerAccess::writeBlockAt(qint64 start, const char* data, int numItems, int
         // failed write.
         error = start < kHeaderSize ? EBADF : EINVAL;
     } else if (numBytes > 0) {
-        written = LoggerFileIo::writeFully(mFile.handle(), data, numBytes, start, error);
+        written = LoggerFileIo::writeFully(writeDescriptor(), data, numBytes, start, error);
     }
     return error;
 }
@@ -339,15 +375,16 @@ void LoggerAccess::trackWriteError(int error)
 
 qint64 LoggerAccess::takeBackFailedBlock(qint64 start, qint64 written, int itemSize)
 {
-    if (!mFile.isOpen()) {
+    if (!isFileOpen()) {
         return 0;
     }
     LoggerFileIo& io = LoggerFileIo::current();
-    if (io.truncate(mFile.handle(), static_cast<off_t>(start)) == 0) {
+    const int descriptor = writeDescriptor();
+    if (io.truncate(descriptor, static_cast<off_t>(start)) == 0) {
         // The cut goes to the card at once, so that a power cut right after it cannot leave items
         // of the failed block on the card for the next start to find. Blocks are otherwise not
         // synced: this happens only after a failure.
-        if (io.sync(mFile.handle()) != 0) {
+        if (io.sync(descriptor) != 0) {
             const int syncError = errno;
             TRACK_ERROR(*this, QStringLiteral("Cannot sync '") + mFile.fileName() + QStringLiteral("' (") +
                                    LoggerFileIo::errorText(syncError) + QStringLiteral(")"));
@@ -369,6 +406,7 @@ qint64 LoggerAccess::takeBackFailedBlock(qint64 start, qint64 written, int itemS
 void LoggerAccess::closeAfterWrite()
 {
     // Closed after every block, so that a power failure finds the file closed.
+    closeBlockDescriptor();
     if (mFile.isOpen()) {
         mFile.close();
     }

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
@@ -32,6 +33,15 @@ bool LoggerFileIo::open(QFile& file, QIODevice::OpenMode mode)
         errno = EIO;
     }
     return false;
+}
+
+int LoggerFileIo::openDescriptor(const QByteArray& path, int flags)
+{
+    int descriptor = -1;
+    do {
+        descriptor = ::open(path.constData(), flags | O_CLOEXEC);
+    } while (descriptor < 0 && errno == EINTR);
+    return descriptor;
 }
 
 ssize_t LoggerFileIo::pread(int descriptor, void* buffer, size_t length, off_t position)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QIODevice>
 #include <QString>
 #include <QtGlobal>
@@ -16,7 +17,7 @@ class QFile;
 //
 // The operations follow POSIX: a count or 0, or -1 with errno set. They work on the descriptor
 // of a QFile that open() opened, so the QFile keeps its name and its open state for the rest of
-// the store.
+// the store, or on one that openDescriptor() opened.
 //
 // Threads: the current object is read without a lock by every thread of the process. Install
 // one before the store's threads start, and keep it alive until they have stopped.
@@ -29,6 +30,10 @@ public:
 
     // Opens `file` by its name. False where it did not open, with errno telling why.
     virtual bool open(QFile& file, QIODevice::OpenMode mode);
+    // Opens the file at path (in the file system's encoding) with the flags of open(2), closed
+    // on exec: the descriptor, or -1 with errno telling why. The writer's reopen for each block
+    // takes this way, without a QFile.
+    virtual int openDescriptor(const QByteArray& path, int flags);
     // Up to length bytes from position, without moving the descriptor's offset; 0 at the end.
     virtual ssize_t pread(int descriptor, void* buffer, size_t length, off_t position);
     // Up to length bytes to position, without moving the descriptor's offset. A count below

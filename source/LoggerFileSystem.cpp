@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <map>
 #include <memory>
 #include <sys/stat.h>
@@ -523,32 +524,65 @@ bool LoggerFileSystem::openFile(LoggerFileInfo* info, QFile& file, int itemIndex
     return seeked;
 }
 
+namespace {
+
+// A reopen needs a row with sizes that can place an item.
+bool canReopen(const LoggerFileInfo* info)
+{
+    return info != nullptr && info->DataBlockSize > 0 && info->HeaderSize >= 0;
+}
+
+// The size of the file just reopened on descriptor, by a seek to its end (cheaper than asking
+// for the whole status), and the info's position behind its last whole item, where the writer
+// writes the next block with a positioned write. False for a file without a whole header or
+// beyond an int; the caller closes it.
+bool placeBehindLastItem(LoggerFileInfo* info, int descriptor, qint64& size)
+{
+    size = ::lseek(descriptor, 0, SEEK_END);
+    const int headerSize = info->HeaderSize;
+    if (size < headerSize || size > INT32_MAX)
+        return false;
+    const qint64 numItems = (size - headerSize) / info->DataBlockSize;
+    info->mFilePosition = static_cast<int>(headerSize + numItems * info->DataBlockSize);
+    if (numItems == 0)
+        info->mFirstDataItem = true;
+    return true;
+}
+
+} // namespace
+
 bool LoggerFileSystem::reopenFile(LoggerFileInfo* info, QFile& file, qint64& size)
 {
     size = 0;
-    if (info == nullptr || file.isOpen() || file.fileName().isEmpty())
-        return false;
-    const int headerSize = info->HeaderSize;
-    const int blockSize = info->DataBlockSize;
-    if (blockSize <= 0 || headerSize < 0)
+    if (!canReopen(info) || file.isOpen() || file.fileName().isEmpty())
         return false;
     // Opening without creation is the test for existence: a file that vanished is openFile's.
     if (!LoggerFileIo::current().open(file, kWriterOpenMode | QIODevice::ExistingOnly))
         return false;
-    // The end of the file by a seek on the descriptor: cheaper than QFile::size(), which asks for
-    // the whole status. QFile's own position is not used by the writer.
-    size = ::lseek(file.handle(), 0, SEEK_END);
-    if (size < headerSize || size > INT32_MAX) {
+    // QFile's own position is not moved: the writer writes at the info's position.
+    if (!placeBehindLastItem(info, file.handle(), size)) {
         file.close();
         return false;
     }
-    // The writer writes the block at this position with a positioned write; QFile's own
-    // position is not moved, which saves the seek and the status query that comes with it.
-    const qint64 numItems = (size - headerSize) / blockSize;
-    const qint64 position = headerSize + numItems * blockSize;
-    info->mFilePosition = static_cast<int>(position);
-    if (numItems == 0)
-        info->mFirstDataItem = true;
+    return true;
+}
+
+bool LoggerFileSystem::reopenDescriptor(LoggerFileInfo* info, const QByteArray& path, int& descriptor,
+                                        qint64& size)
+{
+    descriptor = -1;
+    size = 0;
+    if (!canReopen(info) || path.isEmpty())
+        return false;
+    // Without O_CREAT: a file that vanished is openFile's, as for reopenFile.
+    const int opened = LoggerFileIo::current().openDescriptor(path, O_RDWR);
+    if (opened < 0)
+        return false;
+    if (!placeBehindLastItem(info, opened, size)) {
+        ::close(opened);
+        return false;
+    }
+    descriptor = opened;
     return true;
 }
 

@@ -238,9 +238,15 @@ bool LoggerBase::leaveForNewFile(const timespec& first, const timespec& last, co
 
 bool LoggerBase::openFileForBlock(bool readUpdate)
 {
-    if (!mAccess->getFile().isOpen()) {
-        if (!openCurrentFile(true, false, readUpdate)) {
-            return false;
+    if (!mAccess->isFileOpen()) {
+        // A rewrite reads the last item through the file object; a block is only written.
+        if (readUpdate) {
+            if (!openCurrentFile(true, false, true)) {
+                return false;
+            }
+        } else {
+            mAccess->openCurrentFileForBlock();
+            stepBackLastWritePosition(false, false);
         }
         LoggerDb::getInstance().incrementOpenedFiles();
     }
@@ -324,6 +330,12 @@ bool LoggerBase::updateDatas(const char* data, int numItems)
 bool LoggerBase::openCurrentFile(bool write, bool keepPosition, bool readUpdate)
 {
     mAccess->openCurrentFile(write);
+    stepBackLastWritePosition(keepPosition, readUpdate);
+    return true;
+}
+
+void LoggerBase::stepBackLastWritePosition(bool keepPosition, bool readUpdate)
+{
     const int block = getDataBlockSize();
     // Only where the file holds at least one whole item behind its header.
     if (!keepPosition && mAccess->getLastWritePosition() > block + kHeaderSize - 1) {
@@ -332,7 +344,6 @@ bool LoggerBase::openCurrentFile(bool write, bool keepPosition, bool readUpdate)
             readDataToUpdate();
         }
     }
-    return true;
 }
 
 bool LoggerBase::readLastData(char* data)

@@ -6,10 +6,12 @@
 #include "Database.h"
 #include "DefnBaseType.h"
 #include "DefnTypePersistance.h"
+#include "FaultInjectingFileIo.h"
 #include "LogCapture.h"
 #include "LoggerAccess.h"
 #include "LoggerBase.h"
 #include "LoggerDb.h"
+#include "LoggerFileIo.h"
 #include "LoggerFileSystem.h"
 #include "LoggerHeader.h"
 #include "LoggerRetriedTransaction.h"
@@ -22,6 +24,7 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <atomic>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -266,6 +269,60 @@ TEST_F(WriteEngineTest, AFileCutInsideAnItemBetweenBlocksContinuesBehindItsLastW
     ASSERT_NE(write({kDay + 3}), nullptr);
     EXPECT_EQ(stampsInFile(current()), (std::vector<int32_t>{kDay, kDay + 3}));
     EXPECT_EQ(QFileInfo(name).size(), 44 + 2 * kBlockSize);
+}
+
+// The file system as it is, counting the opens of data files by their kind: through a file
+// object, or on a plain descriptor.
+class OpenKinds : public LoggerFileIo {
+public:
+    bool open(QFile& file, QIODevice::OpenMode mode) override
+    {
+        ++fileObjects;
+        return LoggerFileIo::open(file, mode);
+    }
+    int openDescriptor(const QByteArray& path, int flags) override
+    {
+        ++descriptors;
+        return LoggerFileIo::openDescriptor(path, flags);
+    }
+
+    std::atomic<int> fileObjects{0};
+    std::atomic<int> descriptors{0};
+};
+
+// The file that the logger opened last takes each further block on a plain descriptor, opened
+// for the block and closed after it; no file object is opened for it.
+TEST_F(WriteEngineTest, AFurtherBlockOfTheSameFileGoesThroughAPlainDescriptorAndNoFileObject)
+{
+    // The first block goes to the file that the start opened, the second opens it in full.
+    ASSERT_NE(write({kDay}), nullptr);
+    ASSERT_NE(write({kDay + 1}), nullptr);
+    OpenKinds io;
+    const ScopedFileIo installed(&io);
+    for (int32_t second = kDay + 2; second <= kDay + 4; ++second) {
+        ASSERT_NE(write({second}), nullptr);
+        EXPECT_FALSE(mLogger.getLoggerAccess()->isFileOpen());
+    }
+    EXPECT_EQ(io.descriptors.load(), 3);
+    EXPECT_EQ(io.fileObjects.load(), 0);
+    EXPECT_EQ(stampsInFile(current()), (std::vector<int32_t>{kDay, kDay + 1, kDay + 2, kDay + 3, kDay + 4}));
+}
+
+// A reopen on the descriptor that fails is no lost block: the full open follows, as for a file
+// the logger does not know, and the block goes behind the last item.
+TEST_F(WriteEngineTest, ABlockWhoseReopenOnADescriptorFailsTakesTheFullOpenAndIsWritten)
+{
+    // The second block opens the file in full, so that the third can take the descriptor.
+    ASSERT_NE(write({kDay}), nullptr);
+    ASSERT_NE(write({kDay + 1}), nullptr);
+    FaultInjectingFileIo io;
+    const ScopedFileIo installed(&io);
+    io.failNth(FaultInjectingFileIo::Operation::Open, 1, FaultInjectingFileIo::Fault::IoError);
+    ASSERT_NE(write({kDay + 2}), nullptr);
+    EXPECT_TRUE(io.fired());
+    EXPECT_EQ(io.count(FaultInjectingFileIo::Operation::Open), 2);
+    EXPECT_FALSE(mLogger.getLoggerAccess()->isFileOpen());
+    EXPECT_EQ(stampsInFile(current()), (std::vector<int32_t>{kDay, kDay + 1, kDay + 2}));
 }
 
 TEST_F(WriteEngineTest, AZeroBlockSizeWritesNothing)

@@ -110,6 +110,23 @@ bool FaultInjectingFileIo::open(QFile& file, QIODevice::OpenMode mode)
     return true;
 }
 
+int FaultInjectingFileIo::openDescriptor(const QByteArray& path, int flags)
+{
+    {
+        QMutexLocker locker(&mMutex);
+        if (strikes(Operation::Open)) {
+            errno = errnoOf(mFault);
+            return -1;
+        }
+    }
+    const int descriptor = LoggerFileIo::openDescriptor(path, flags);
+    if (descriptor >= 0) {
+        QMutexLocker locker(&mMutex);
+        mPaths.insert(descriptor, QFile::decodeName(path));
+    }
+    return descriptor;
+}
+
 ssize_t FaultInjectingFileIo::pread(int descriptor, void* buffer, size_t length, off_t position)
 {
     {

@@ -49,6 +49,7 @@ public:
     void clearAttempts();
 
     bool open(QFile& file, QIODevice::OpenMode mode) override;
+    int openDescriptor(const QByteArray& path, int flags) override;
     ssize_t pread(int descriptor, void* buffer, size_t length, off_t position) override;
     ssize_t pwrite(int descriptor, const void* data, size_t length, off_t position) override;
     int truncate(int descriptor, off_t length) override;
