@@ -39,8 +39,9 @@ struct DataMeasType;
 // shared pointers.
 //
 // Failures are reported by results and the log; nothing here throws on a catalogue failure.
-// The data file is open only between openCurrentFile and the next writeDatas or updateDatas,
-// both of which close it again, so that a power failure finds it closed.
+// The data file is open only between openCurrentFile (or openCurrentFileForBlock, which opens it
+// on a plain descriptor) and the next writeDatas or updateDatas, both of which close it again, so
+// that a power failure finds it closed.
 class LoggerAccess : public TrackObject {
 public:
     // Every data file begins with a header of this size.
