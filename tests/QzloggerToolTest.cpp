@@ -1,0 +1,268 @@
+// The qzlogger tool, run as a user runs it: the real program on a real store that a writer made,
+// beside that writer, and on bad command lines.
+
+#include "ConfigurationText.h"
+#include "RunProgram.h"
+#include "TestLogger.h"
+#include "TimeText.h"
+#include "WriterStore.h"
+
+#include <gtest/gtest.h>
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <map>
+#include <vector>
+
+namespace {
+
+constexpr int kBlockSize = 24;
+constexpr int32_t kDay = 1763802000; // 2025-11-22, in the middle of a day in any zone
+const QString kMeanId = QStringLiteral("mean_3s.tool_voltage.out.mean_out");
+const QString kEventId = QStringLiteral("alarms.tool");
+
+QString tool()
+{
+    return QStringLiteral(QZLOGGER_TOOL);
+}
+
+// The tool's exit status and what it printed, both streams.
+struct ToolRun {
+    int status = -1;
+    QString output;
+};
+
+ToolRun runTool(const QStringList& arguments)
+{
+    ToolRun run;
+    run.status = runProgram(tool(), arguments, run.output);
+    return run;
+}
+
+// Every file below folder with a hash of its bytes.
+std::map<QString, QByteArray> fingerprint(const QString& folder)
+{
+    std::map<QString, QByteArray> hashes;
+    QDirIterator files(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        const QString path = files.next();
+        QFile file(path);
+        if (file.open(QIODevice::ReadOnly))
+            hashes[path] = QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256);
+    }
+    return hashes;
+}
+
+// The line of the listing that begins with id, split at its blanks; empty where none does.
+QStringList rowOf(const QString& listing, const QString& id)
+{
+    for (const QString& line : listing.split(QLatin1Char('\n'))) {
+        const QStringList columns = line.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+        if (!columns.isEmpty() && columns.first() == id)
+            return columns;
+    }
+    return {};
+}
+
+class QzloggerToolTest : public ::testing::Test {};
+
+// A store made by a writer in this process: mean values of one logger in one file, and events
+// of another, with the catalogue open beside the tool as on a device.
+class QzloggerToolStoreTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(mStore.start()) << mStore.errorString().toStdString();
+        ASSERT_TRUE(mMeans.startLogger());
+        ASSERT_TRUE(mEvents.startLogger());
+        ASSERT_EQ(mMeans.getLoggerState(), LOGGER_STATE_LOGGER_INITIALIZED);
+        std::vector<int32_t> seconds;
+        for (int32_t second = 0; second < 30; ++second)
+            seconds.push_back(kDay + second);
+        const QByteArray means = testItems(seconds, kBlockSize);
+        ASSERT_NE(mMeans.writeDatas(means.constData(), static_cast<int>(seconds.size()), true, true),
+                  nullptr);
+        const QByteArray events = testItems({kDay + 5, kDay + 9}, kBlockSize);
+        ASSERT_NE(mEvents.writeDatas(events.constData(), 2, true, true), nullptr);
+        ASSERT_TRUE(mMeans.updateAccess());
+        ASSERT_TRUE(mEvents.updateAccess());
+    }
+
+    WriterStore mStore;
+    TestLogger mMeans{kMeanId, kBlockSize};
+    TestLogger mEvents{kEventId, kBlockSize, LoggerType::EVENT, LoggerDataType::EVENT};
+};
+
+} // namespace
+
+TEST_F(QzloggerToolTest, HelpListsTheCommandsAndTheExitStatuses)
+{
+    const ToolRun run = runTool({QStringLiteral("--help")});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_TRUE(run.output.startsWith(QStringLiteral("usage: qzlogger [--card PATH] <command>")))
+        << run.output.toStdString();
+    EXPECT_TRUE(run.output.contains(QStringLiteral("\n  ls        every identification")))
+        << run.output.toStdString();
+    EXPECT_TRUE(run.output.contains(QStringLiteral("Exit status: 0 done, 1 findings, 2 ")))
+        << run.output.toStdString();
+    EXPECT_EQ(runTool({QStringLiteral("help")}).output, run.output);
+}
+
+TEST_F(QzloggerToolTest, EachCommandTellsOfItselfWithHelp)
+{
+    const ToolRun run = runTool({QStringLiteral("ls"), QStringLiteral("--help")});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_TRUE(run.output.startsWith(QStringLiteral("usage: qzlogger [--card PATH] ls [TYPE]\n\n")))
+        << run.output.toStdString();
+    EXPECT_TRUE(run.output.contains(QStringLiteral("cyclic, event, pqevent, disturb or operator")));
+    EXPECT_EQ(runTool({QStringLiteral("help"), QStringLiteral("ls")}).output, run.output);
+    EXPECT_EQ(runTool({QStringLiteral("ls"), QStringLiteral("-h")}).output, run.output);
+}
+
+TEST_F(QzloggerToolTest, AnUnknownCommandIsOneLineThatNamesTheCommandsAndExitTwo)
+{
+    const ToolRun run = runTool({QStringLiteral("bogus")});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.output, QStringLiteral("qzlogger: unknown command bogus: give one of ls"));
+    const ToolRun help = runTool({QStringLiteral("help"), QStringLiteral("bogus")});
+    EXPECT_EQ(help.status, 2);
+    EXPECT_EQ(help.output, QStringLiteral("qzlogger: unknown command bogus: give one of ls"));
+}
+
+TEST_F(QzloggerToolTest, NoCommandIsAUsageError)
+{
+    const ToolRun run = runTool({});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.output,
+              QStringLiteral("qzlogger: no command given: give one of ls, or see qzlogger --help"));
+}
+
+TEST_F(QzloggerToolTest, AnUnknownOptionIsAUsageError)
+{
+    const ToolRun run = runTool({QStringLiteral("--frobnicate"), QStringLiteral("ls")});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.output, QStringLiteral("qzlogger: unknown option --frobnicate: see qzlogger --help"));
+}
+
+TEST_F(QzloggerToolTest, CardWithoutItsFolderIsAUsageError)
+{
+    for (const QStringList& arguments :
+         {QStringList{QStringLiteral("--card")}, QStringList{QStringLiteral("--card=")}}) {
+        const ToolRun run = runTool(arguments);
+        EXPECT_EQ(run.status, 2);
+        EXPECT_EQ(run.output,
+                  QStringLiteral("qzlogger: --card wants the card's folder: qzlogger --card PATH <command>"));
+    }
+}
+
+TEST_F(QzloggerToolTest, ACardFolderThatDoesNotExistIsExitTwo)
+{
+    QTemporaryDir root;
+    ASSERT_TRUE(root.isValid());
+    const QString missing = root.filePath(QStringLiteral("no-card"));
+    const ToolRun run = runTool({QStringLiteral("--card"), missing, QStringLiteral("ls")});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.output,
+              QStringLiteral("qzlogger ls: the card folder %1 does not exist: give the folder that holds "
+                             "logger/logger.db")
+                  .arg(missing));
+}
+
+TEST_F(QzloggerToolTest, AFolderThatIsNoStoreIsExitTwo)
+{
+    QTemporaryDir root;
+    ASSERT_TRUE(root.isValid());
+    const ToolRun run = runTool({QStringLiteral("--card=") + root.path(), QStringLiteral("ls")});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.output,
+              QStringLiteral("qzlogger ls: %1 is not a store: it has no catalogue %1/logger/logger.db; give "
+                             "the folder that holds logger/logger.db")
+                  .arg(root.path()));
+}
+
+TEST_F(QzloggerToolTest, AnUnknownTypeIsExitTwo)
+{
+    const ToolRun run = runTool({QStringLiteral("ls"), QStringLiteral("weekly")});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.output,
+              QStringLiteral(
+                  "qzlogger ls: unknown type weekly: give one of cyclic, event, pqevent, disturb, operator"));
+    const ToolRun two = runTool({QStringLiteral("ls"), QStringLiteral("cyclic"), QStringLiteral("event")});
+    EXPECT_EQ(two.status, 2);
+    EXPECT_EQ(two.output,
+              QStringLiteral("qzlogger ls: takes one TYPE at most: qzlogger ls [cyclic, event, pqevent, "
+                             "disturb, operator]"));
+}
+
+TEST_F(QzloggerToolStoreTest, LsListsEveryLoggerWithItsFilesItemsAndBytes)
+{
+    const ToolRun run = runTool({QStringLiteral("--card"), mStore.mountPoint(), QStringLiteral("ls")});
+    ASSERT_EQ(run.status, 0) << run.output.toStdString();
+    EXPECT_TRUE(run.output.startsWith(QStringLiteral("ID "))) << run.output.toStdString();
+
+    const QStringList means = rowOf(run.output, kMeanId);
+    ASSERT_EQ(means.size(), 9) << run.output.toStdString();
+    EXPECT_EQ(means.at(1), QStringLiteral("CYCLIC"));
+    EXPECT_EQ(means.at(2), QStringLiteral("MEAN"));
+    EXPECT_EQ(means.at(4), qzcli::formatTime(timespec{kDay, 0}));
+    EXPECT_EQ(means.at(5), qzcli::formatTime(timespec{kDay + 29, 0}));
+    EXPECT_EQ(means.at(6), QStringLiteral("1"));
+    EXPECT_EQ(means.at(7), QStringLiteral("30"));
+    EXPECT_EQ(means.at(8), QString::number(44 + 30 * kBlockSize));
+
+    const QStringList events = rowOf(run.output, kEventId);
+    ASSERT_EQ(events.size(), 9) << run.output.toStdString();
+    EXPECT_EQ(events.at(1), QStringLiteral("EVENT"));
+    EXPECT_EQ(events.at(3), QStringLiteral("-"));
+    EXPECT_EQ(events.at(7), QStringLiteral("2"));
+    EXPECT_EQ(events.at(8), QString::number(44 + 2 * kBlockSize));
+}
+
+TEST_F(QzloggerToolStoreTest, LsOfOneTypeListsThatFamilyAlone)
+{
+    const ToolRun run = runTool(
+        {QStringLiteral("--card"), mStore.mountPoint(), QStringLiteral("ls"), QStringLiteral("EVENT")});
+    ASSERT_EQ(run.status, 0) << run.output.toStdString();
+    EXPECT_FALSE(rowOf(run.output, kEventId).isEmpty()) << run.output.toStdString();
+    EXPECT_TRUE(rowOf(run.output, kMeanId).isEmpty()) << run.output.toStdString();
+}
+
+TEST_F(QzloggerToolStoreTest, LsBesideTheWriterFindsTheStoreThroughTheConfigurationAndTheCardService)
+{
+    QTemporaryDir configuration;
+    ASSERT_TRUE(configuration.isValid());
+    ASSERT_TRUE(QDir(configuration.path()).mkpath(QStringLiteral(".")));
+    ASSERT_TRUE(ConfigurationText()
+                    .without("targetPath")
+                    .set("fileDir", QByteArrayLiteral("data"))
+                    .set("dbName", QByteArrayLiteral("logger.db"))
+                    .writeTo(configuration.filePath(QStringLiteral("database.xml"))));
+    const QByteArray earlier = qgetenv("XDG_CONFIG_HOME");
+    const bool had = qEnvironmentVariableIsSet("XDG_CONFIG_HOME");
+    qputenv("XDG_CONFIG_HOME", QFile::encodeName(configuration.path()));
+    const ToolRun run = runTool({QStringLiteral("ls"), QStringLiteral("cyclic")});
+    if (had)
+        qputenv("XDG_CONFIG_HOME", earlier);
+    else
+        qunsetenv("XDG_CONFIG_HOME");
+    ASSERT_EQ(run.status, 0) << run.output.toStdString();
+    const QStringList means = rowOf(run.output, kMeanId);
+    ASSERT_EQ(means.size(), 9) << run.output.toStdString();
+    EXPECT_EQ(means.at(7), QStringLiteral("30"));
+}
+
+TEST_F(QzloggerToolStoreTest, TheToolChangesNoByteOfTheStore)
+{
+    const std::map<QString, QByteArray> before = fingerprint(mStore.mountPoint());
+    ASSERT_FALSE(before.empty());
+    EXPECT_EQ(runTool({QStringLiteral("--card"), mStore.mountPoint(), QStringLiteral("ls")}).status, 0);
+    EXPECT_EQ(runTool({QStringLiteral("--card"), mStore.mountPoint(), QStringLiteral("ls"),
+                       QStringLiteral("bogus")})
+                  .status,
+              2);
+    EXPECT_EQ(fingerprint(mStore.mountPoint()), before);
+}

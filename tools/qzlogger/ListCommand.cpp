@@ -1,0 +1,141 @@
+// qzlogger ls: every identification of the store with its type, time range, files, items and
+// bytes.
+
+#include "Commands.h"
+#include "Store.h"
+#include "TimeText.h"
+
+#include <qzlogger.h>
+
+#include <QFileInfo>
+
+#include <cmath>
+#include <memory>
+#include <vector>
+
+namespace qzcli {
+
+namespace {
+
+struct Family {
+    LoggerType type;
+    const char* word; // as the command line names it
+};
+
+const Family kFamilies[] = {{LoggerType::CYCLIC, "cyclic"},
+                            {LoggerType::EVENT, "event"},
+                            {LoggerType::PQEVENT, "pqevent"},
+                            {LoggerType::DISTURB, "disturb"},
+                            {LoggerType::OPERATOR, "operator"}};
+
+QString familyWords()
+{
+    QStringList words;
+    for (const Family& family : kFamilies)
+        words << QString::fromLatin1(family.word);
+    return words.join(QStringLiteral(", "));
+}
+
+// What the catalogue and the card say of one logger's files.
+struct FileTotals {
+    int files = 0;
+    qint64 items = 0;
+    qint64 bytes = 0;
+};
+
+FileTotals totalsOf(const std::shared_ptr<DefnBaseType>& type)
+{
+    FileTotals totals;
+    if (!type)
+        return totals;
+    for (int index = 0; index < type->getFileListSize(); ++index) {
+        const std::shared_ptr<LoggerFileInfo> file = type->getFileInfo(index);
+        if (!file)
+            continue;
+        ++totals.files;
+        const qint64 size = QFileInfo(LoggerFileSystem::getFullFileName(file.get())).size();
+        totals.bytes += size;
+        if (file->DataBlockSize > 0 && size > file->HeaderSize)
+            totals.items += (size - file->HeaderSize) / file->DataBlockSize;
+    }
+    return totals;
+}
+
+QString intervalText(const std::shared_ptr<DefnBaseType>& type)
+{
+    const double interval = type ? type->getInterval() : 0.0;
+    if (!std::isfinite(interval) || interval <= 0.0)
+        return QStringLiteral("-");
+    return QString::number(interval, 'g', 6);
+}
+
+QString rangeText(bool ranged, const timespec& time)
+{
+    return ranged && (time.tv_sec != 0 || time.tv_nsec != 0) ? formatTime(time) : QStringLiteral("-");
+}
+
+void printRow(const QStringList& columns)
+{
+    static const int kWidths[] = {40, 9, 12, 9, 31, 31, 6, 10, 0};
+    QString line;
+    for (int index = 0; index < columns.size(); ++index) {
+        const int width = index < 9 ? kWidths[index] : 0;
+        line += index + 1 < columns.size() ? columns.at(index).leftJustified(width) + QLatin1Char(' ')
+                                           : columns.at(index);
+    }
+    std::printf("%s\n", line.toLocal8Bit().constData());
+}
+
+} // namespace
+
+int runList(const Invocation& invocation)
+{
+    std::vector<Family> chosen(std::begin(kFamilies), std::end(kFamilies));
+    if (invocation.words.size() > 1) {
+        complain(invocation, QStringLiteral("takes one TYPE at most: qzlogger ls [%1]").arg(familyWords()));
+        return kExitUsage;
+    }
+    if (invocation.words.size() == 1) {
+        const QString word = invocation.words.first().toLower();
+        chosen.clear();
+        for (const Family& family : kFamilies) {
+            if (word == QLatin1String(family.word))
+                chosen.push_back(family);
+        }
+        if (chosen.empty()) {
+            complain(invocation, QStringLiteral("unknown type %1: give one of %2")
+                                     .arg(invocation.words.first(), familyWords()));
+            return kExitUsage;
+        }
+    }
+    QString error;
+    if (!openStore(invocation.cardPath, error)) {
+        complain(invocation, error);
+        return kExitUsage;
+    }
+    const std::unique_ptr<LoggerApiInterface> api(LoggerApiInterface::getApi());
+    LoggerApiBase catalogue;
+    printRow({QStringLiteral("ID"), QStringLiteral("TYPE"), QStringLiteral("DATA"),
+              QStringLiteral("INTERVAL"), QStringLiteral("FIRST"), QStringLiteral("LAST"),
+              QStringLiteral("FILES"), QStringLiteral("ITEMS"), QStringLiteral("BYTES")});
+    for (const Family& family : chosen) {
+        for (const QString& id : api->getMeasIDs(family.type)) {
+            const int typeId = catalogue.getBaseTypeId(family.type, LoggerDataType::NONE, id);
+            const std::shared_ptr<DefnBaseType> type =
+                typeId >= 0 ? catalogue.readBaseType(family.type, typeId) : nullptr;
+            timespec start{};
+            timespec end{};
+            const bool ranged = api->getTimeRange(family.type, LoggerDataType::NONE, id, start, end);
+            const FileTotals totals = totalsOf(type);
+            printRow({id.isEmpty() ? QStringLiteral("-") : id, LoggerDebug::getLoggerTypeString(family.type),
+                      type ? LoggerDebug::getLoggerDataTypeString(type->mDataType) : QStringLiteral("-"),
+                      intervalText(type), rangeText(ranged, start), rangeText(ranged, end),
+                      QString::number(totals.files), QString::number(totals.items),
+                      QString::number(totals.bytes)});
+        }
+    }
+    closeStore();
+    return kExitOk;
+}
+
+} // namespace qzcli
