@@ -57,7 +57,7 @@ done
 
 build="$top/build-main"
 cmake -S "$top" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQZLOGGER_BUILD_TESTS=OFF -DQZLOGGER_BUILD_BENCHMARKS=OFF
-cmake --build "$build" -j"$(nproc)" --target qzlogger_demo_writer qzlogger_demo_reader qz-sdcard-simulator
+cmake --build "$build" -j"$(nproc)" --target qzlogger_demo_writer qzlogger_demo_reader qz-sdcard-simulator qzlogger_cli
 
 # Everything of the run lives in two fresh folders: the card's mount point (below /var/log, a
 # folder the store counts as mounted) and a folder for the bus, the shared state files and the
@@ -156,4 +156,7 @@ else
     # "span: <first> <last>", both ISO 8601, which the reader takes as they are.
     span=$(sed -n 's/^span: //p' "$run/writer.out")
     "$reader" --from "${span% *}" --to "${span#* }"
+    # The command-line tool on the card the writer left, as on a card taken out of a device.
+    echo "== qzlogger --card $card ls"
+    "$build/tools/qzlogger/qzlogger" --card "$card" ls
 fi
