@@ -2,10 +2,14 @@
 // beside that writer, and on bad command lines.
 
 #include "ConfigurationText.h"
+#include "QStringPrinter.h"
 #include "RunProgram.h"
 #include "TestLogger.h"
 #include "TimeText.h"
 #include "WriterStore.h"
+
+#include "LoggerAccess.h"
+#include "LoggerFileSystem.h"
 
 #include <gtest/gtest.h>
 
@@ -14,6 +18,7 @@
 #include <QDirIterator>
 #include <QFile>
 #include <QTemporaryDir>
+#include <sqlite3.h>
 
 #include <map>
 #include <vector>
@@ -24,6 +29,7 @@ constexpr int kBlockSize = 24;
 constexpr int32_t kDay = 1763802000; // 2025-11-22, in the middle of a day in any zone
 const QString kMeanId = QStringLiteral("mean_3s.tool_voltage.out.mean_out");
 const QString kEventId = QStringLiteral("alarms.tool");
+const QString kRollingId = QStringLiteral("mean_3s.tool_current.out.mean_out");
 
 QString tool()
 {
@@ -92,9 +98,33 @@ protected:
         ASSERT_TRUE(mEvents.updateAccess());
     }
 
+    // A logger of two files, the first closed: ten items each, a block each. A file above its
+    // maximum size is left by the next block.
+    void writeTwoFiles()
+    {
+        mRolling.setMaximumFileSize(44 + 9 * kBlockSize);
+        ASSERT_TRUE(mRolling.startLogger());
+        for (int32_t block = 0; block < 2; ++block) {
+            std::vector<int32_t> seconds;
+            for (int32_t item = 0; item < 10; ++item)
+                seconds.push_back(kDay + 100 + block * 10 + item);
+            const QByteArray items = testItems(seconds, kBlockSize);
+            ASSERT_NE(mRolling.writeDatas(items.constData(), 10, true, true), nullptr);
+        }
+        ASSERT_TRUE(mRolling.updateAccess());
+        ASSERT_EQ(mRolling.getFileListSize(), 2);
+    }
+
+    QString fileOf(TestLogger& logger, int index)
+    {
+        return LoggerFileSystem::getFullFileName(
+            logger.getLoggerAccess()->getCurrentBaseType()->getFileInfo(index).get());
+    }
+
     WriterStore mStore;
     TestLogger mMeans{kMeanId, kBlockSize};
     TestLogger mEvents{kEventId, kBlockSize, LoggerType::EVENT, LoggerDataType::EVENT};
+    TestLogger mRolling{kRollingId, kBlockSize};
 };
 
 } // namespace
@@ -127,10 +157,10 @@ TEST_F(QzloggerToolTest, AnUnknownCommandIsOneLineThatNamesTheCommandsAndExitTwo
 {
     const ToolRun run = runTool({QStringLiteral("bogus")});
     EXPECT_EQ(run.status, 2);
-    EXPECT_EQ(run.output, QStringLiteral("qzlogger: unknown command bogus: give one of ls"));
+    EXPECT_EQ(run.output, QStringLiteral("qzlogger: unknown command bogus: give one of ls, files"));
     const ToolRun help = runTool({QStringLiteral("help"), QStringLiteral("bogus")});
     EXPECT_EQ(help.status, 2);
-    EXPECT_EQ(help.output, QStringLiteral("qzlogger: unknown command bogus: give one of ls"));
+    EXPECT_EQ(help.output, QStringLiteral("qzlogger: unknown command bogus: give one of ls, files"));
 }
 
 TEST_F(QzloggerToolTest, NoCommandIsAUsageError)
@@ -138,7 +168,7 @@ TEST_F(QzloggerToolTest, NoCommandIsAUsageError)
     const ToolRun run = runTool({});
     EXPECT_EQ(run.status, 2);
     EXPECT_EQ(run.output,
-              QStringLiteral("qzlogger: no command given: give one of ls, or see qzlogger --help"));
+              QStringLiteral("qzlogger: no command given: give one of ls, files, or see qzlogger --help"));
 }
 
 TEST_F(QzloggerToolTest, AnUnknownOptionIsAUsageError)
@@ -255,11 +285,125 @@ TEST_F(QzloggerToolStoreTest, LsBesideTheWriterFindsTheStoreThroughTheConfigurat
     EXPECT_EQ(means.at(7), QStringLiteral("30"));
 }
 
+TEST_F(QzloggerToolStoreTest, FilesShowsEachFileAsCataloguedAndOnTheCardAndThatTheyAgree)
+{
+    const ToolRun run =
+        runTool({QStringLiteral("--card"), mStore.mountPoint(), QStringLiteral("files"), kMeanId});
+    ASSERT_EQ(run.status, 0) << run.output.toStdString();
+    const QStringList lines = run.output.split(QLatin1Char('\n'));
+    ASSERT_EQ(lines.size(), 6) << run.output.toStdString();
+    EXPECT_EQ(lines.at(0), kMeanId + QStringLiteral("  CYCLIC MEAN, 1 file"));
+    EXPECT_EQ(lines.at(1), QStringLiteral("file 1: ") + fileOf(mMeans, 0));
+    EXPECT_TRUE(lines.at(2).startsWith(QStringLiteral("  row     id "))) << lines.at(2).toStdString();
+    EXPECT_TRUE(lines.at(2).endsWith(
+        QStringLiteral(", range %1 to %2, header 44 bytes, items of 24 bytes")
+            .arg(qzcli::formatTime(timespec{kDay, 0}), qzcli::formatTime(timespec{kDay + 29, 0}))))
+        << lines.at(2).toStdString();
+    EXPECT_EQ(lines.at(3),
+              QStringLiteral("  file    %1 bytes, 30 items from %2 to %3")
+                  .arg(44 + 30 * kBlockSize)
+                  .arg(qzcli::formatTime(timespec{kDay, 0}), qzcli::formatTime(timespec{kDay + 29, 0})));
+    EXPECT_TRUE(lines.at(4).startsWith(QStringLiteral("  header  version 1, data type MEAN, logger ")))
+        << lines.at(4).toStdString();
+    EXPECT_EQ(lines.at(5), QStringLiteral("  agrees  yes"));
+}
+
+TEST_F(QzloggerToolStoreTest, FilesOfALoggerOfTwoFilesListsThemInTheCataloguesOrder)
+{
+    writeTwoFiles();
+    const ToolRun run =
+        runTool({QStringLiteral("--card"), mStore.mountPoint(), QStringLiteral("files"), kRollingId});
+    ASSERT_EQ(run.status, 0) << run.output.toStdString();
+    EXPECT_TRUE(run.output.startsWith(kRollingId + QStringLiteral("  CYCLIC MEAN, 2 files\n")));
+    EXPECT_TRUE(run.output.contains(QStringLiteral("file 1: ") + fileOf(mRolling, 0) + QLatin1Char('\n')));
+    EXPECT_TRUE(run.output.contains(QStringLiteral("file 2: ") + fileOf(mRolling, 1) + QLatin1Char('\n')));
+    EXPECT_EQ(run.output.count(QStringLiteral("  agrees  yes")), 2) << run.output.toStdString();
+}
+
+TEST_F(QzloggerToolStoreTest, AFileWithAnItemCutShortIsAFindingWithExitOne)
+{
+    QFile file(fileOf(mMeans, 0));
+    ASSERT_TRUE(file.open(QIODevice::Append));
+    ASSERT_EQ(file.write("torn!", 5), 5);
+    file.close();
+    const ToolRun run =
+        runTool({QStringLiteral("--card"), mStore.mountPoint(), QStringLiteral("files"), kMeanId});
+    EXPECT_EQ(run.status, 1) << run.output.toStdString();
+    EXPECT_TRUE(run.output.endsWith(QStringLiteral("  agrees  no: 5 bytes of an item cut short at the end")))
+        << run.output.toStdString();
+}
+
+TEST_F(QzloggerToolStoreTest, ARowWhoseFileIsGoneIsAFinding)
+{
+    writeTwoFiles();
+    ASSERT_TRUE(QFile::remove(fileOf(mRolling, 0)));
+    const ToolRun run =
+        runTool({QStringLiteral("--card"), mStore.mountPoint(), QStringLiteral("files"), kRollingId});
+    EXPECT_EQ(run.status, 1) << run.output.toStdString();
+    EXPECT_TRUE(run.output.contains(QStringLiteral("file 1: ") + fileOf(mRolling, 0) +
+                                    QStringLiteral("\n  row     id ")))
+        << run.output.toStdString();
+    EXPECT_TRUE(run.output.contains(QStringLiteral("  agrees  no: no such file on the card\nfile 2: ")))
+        << run.output.toStdString();
+}
+
+TEST_F(QzloggerToolStoreTest, AClosedFileWhoseRowEndsElsewhereIsAFinding)
+{
+    writeTwoFiles();
+    sqlite3* handle = nullptr;
+    ASSERT_EQ(sqlite3_open(mStore.databaseFile().toUtf8().constData(), &handle), SQLITE_OK);
+    const QByteArray update =
+        QByteArrayLiteral("UPDATE \"LoggerFileInfoMeasure\" SET \"UtcEnd_sec\" = \"UtcEnd_sec\" + 7 "
+                          "WHERE \"Id\" = ") +
+        QByteArray::number(mRolling.getLoggerAccess()->getCurrentBaseType()->getFileInfo(0)->Id);
+    EXPECT_EQ(sqlite3_exec(handle, update.constData(), nullptr, nullptr, nullptr), SQLITE_OK);
+    EXPECT_EQ(sqlite3_changes(handle), 1);
+    sqlite3_close(handle);
+    const ToolRun run =
+        runTool({QStringLiteral("--card"), mStore.mountPoint(), QStringLiteral("files"), kRollingId});
+    EXPECT_EQ(run.status, 1) << run.output.toStdString();
+    EXPECT_TRUE(run.output.contains(
+        QStringLiteral("  agrees  no: the row ends %1, the last item is at %2\n")
+            .arg(qzcli::formatTime(timespec{kDay + 109 + 7, 0}), qzcli::formatTime(timespec{kDay + 109, 0}))))
+        << run.output.toStdString();
+}
+
+TEST_F(QzloggerToolStoreTest, FilesOfAnUnknownIdentificationIsExitTwo)
+{
+    const ToolRun run = runTool(
+        {QStringLiteral("--card"), mStore.mountPoint(), QStringLiteral("files"), QStringLiteral("nope")});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.output,
+              QStringLiteral("qzlogger files: unknown identification nope: qzlogger ls lists the store's "
+                             "identifications"));
+}
+
+TEST_F(QzloggerToolTest, FilesWantsOneIdentification)
+{
+    for (const QStringList& words :
+         {QStringList{QStringLiteral("files")},
+          QStringList{QStringLiteral("files"), QStringLiteral("a"), QStringLiteral("b")},
+          QStringList{QStringLiteral("files"), QStringLiteral("--all")}}) {
+        const ToolRun run = runTool(words);
+        EXPECT_EQ(run.status, 2);
+        EXPECT_EQ(
+            run.output,
+            QStringLiteral(
+                "qzlogger files: wants one identification: qzlogger files ID (qzlogger ls lists them)"));
+    }
+}
+
 TEST_F(QzloggerToolStoreTest, TheToolChangesNoByteOfTheStore)
 {
+    writeTwoFiles();
     const std::map<QString, QByteArray> before = fingerprint(mStore.mountPoint());
     ASSERT_FALSE(before.empty());
     EXPECT_EQ(runTool({QStringLiteral("--card"), mStore.mountPoint(), QStringLiteral("ls")}).status, 0);
+    EXPECT_EQ(
+        runTool({QStringLiteral("--card"), mStore.mountPoint(), QStringLiteral("files"), kMeanId}).status, 0);
+    EXPECT_EQ(
+        runTool({QStringLiteral("--card"), mStore.mountPoint(), QStringLiteral("files"), kRollingId}).status,
+        0);
     EXPECT_EQ(runTool({QStringLiteral("--card"), mStore.mountPoint(), QStringLiteral("ls"),
                        QStringLiteral("bogus")})
                   .status,

@@ -13,6 +13,15 @@ const Command kCommands[] = {
      "family: cyclic, event, pqevent, disturb or operator.\n"
      "Times are ISO 8601 in UTC with nanoseconds.\n",
      runList},
+    {"files", "files ID", "the files of one logger, each as catalogued and as on the card",
+     "\nThe data files of the logger ID (- for the operator log), in the order its catalogue entry\n"
+     "lists them. For each: the file's path; its catalogue row (id, creation, range, header and\n"
+     "item size); the file on the card (bytes, whole items and the times of the first and the\n"
+     "last); its header (version, data type, owning logger, header word, unique id of its first\n"
+     "item, scales); and whether row and file agree, or else each way in which they differ. The\n"
+     "newest file of a logger is still being written: a row that ends before its last item there\n"
+     "is the catalogue lagging, not a fault. Exit status 1 where a file and its row disagree.\n",
+     runFiles},
 };
 
 } // namespace

@@ -18,5 +18,6 @@ struct Command {
 const Command* commands(int& count);
 
 int runList(const Invocation& invocation);
+int runFiles(const Invocation& invocation);
 
 } // namespace qzcli

@@ -2,6 +2,7 @@
 // bytes.
 
 #include "Commands.h"
+#include "Loggers.h"
 #include "Store.h"
 #include "TimeText.h"
 
@@ -16,25 +17,6 @@
 namespace qzcli {
 
 namespace {
-
-struct Family {
-    LoggerType type;
-    const char* word; // as the command line names it
-};
-
-const Family kFamilies[] = {{LoggerType::CYCLIC, "cyclic"},
-                            {LoggerType::EVENT, "event"},
-                            {LoggerType::PQEVENT, "pqevent"},
-                            {LoggerType::DISTURB, "disturb"},
-                            {LoggerType::OPERATOR, "operator"}};
-
-QString familyWords()
-{
-    QStringList words;
-    for (const Family& family : kFamilies)
-        words << QString::fromLatin1(family.word);
-    return words.join(QStringLiteral(", "));
-}
 
 // What the catalogue and the card say of one logger's files.
 struct FileTotals {
@@ -90,7 +72,7 @@ void printRow(const QStringList& columns)
 
 int runList(const Invocation& invocation)
 {
-    std::vector<Family> chosen(std::begin(kFamilies), std::end(kFamilies));
+    std::vector<Family> chosen = families();
     if (invocation.words.size() > 1) {
         complain(invocation, QStringLiteral("takes one TYPE at most: qzlogger ls [%1]").arg(familyWords()));
         return kExitUsage;
@@ -98,7 +80,7 @@ int runList(const Invocation& invocation)
     if (invocation.words.size() == 1) {
         const QString word = invocation.words.first().toLower();
         chosen.clear();
-        for (const Family& family : kFamilies) {
+        for (const Family& family : families()) {
             if (word == QLatin1String(family.word))
                 chosen.push_back(family);
         }
@@ -120,9 +102,7 @@ int runList(const Invocation& invocation)
               QStringLiteral("FILES"), QStringLiteral("ITEMS"), QStringLiteral("BYTES")});
     for (const Family& family : chosen) {
         for (const QString& id : api->getMeasIDs(family.type)) {
-            const int typeId = catalogue.getBaseTypeId(family.type, LoggerDataType::NONE, id);
-            const std::shared_ptr<DefnBaseType> type =
-                typeId >= 0 ? catalogue.readBaseType(family.type, typeId) : nullptr;
+            const std::shared_ptr<DefnBaseType> type = readType(catalogue, family.type, id);
             timespec start{};
             timespec end{};
             const bool ranged = api->getTimeRange(family.type, LoggerDataType::NONE, id, start, end);

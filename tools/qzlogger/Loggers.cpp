@@ -1,0 +1,47 @@
+#include "Loggers.h"
+
+#include <QStringList>
+
+namespace qzcli {
+
+const std::vector<Family>& families()
+{
+    static const std::vector<Family> all = {{LoggerType::CYCLIC, "cyclic"},
+                                            {LoggerType::EVENT, "event"},
+                                            {LoggerType::PQEVENT, "pqevent"},
+                                            {LoggerType::DISTURB, "disturb"},
+                                            {LoggerType::OPERATOR, "operator"}};
+    return all;
+}
+
+QString familyWords()
+{
+    QStringList words;
+    for (const Family& family : families())
+        words << QString::fromLatin1(family.word);
+    return words.join(QStringLiteral(", "));
+}
+
+std::shared_ptr<DefnBaseType> readType(LoggerApiBase& catalogue, LoggerType type, const QString& id)
+{
+    const int typeId = catalogue.getBaseTypeId(type, LoggerDataType::NONE, id);
+    return typeId >= 0 ? catalogue.readBaseType(type, typeId) : nullptr;
+}
+
+std::unique_ptr<FoundLogger> findLogger(LoggerApiInterface& api, LoggerApiBase& catalogue, const QString& id)
+{
+    for (const Family& family : families()) {
+        for (const QString& listed : api.getMeasIDs(family.type)) {
+            if (listed != id)
+                continue;
+            auto found = std::make_unique<FoundLogger>();
+            found->type = family.type;
+            found->id = id;
+            found->baseType = readType(catalogue, family.type, id);
+            return found;
+        }
+    }
+    return nullptr;
+}
+
+} // namespace qzcli
