@@ -13,10 +13,12 @@
 
 #include <gtest/gtest.h>
 
+#include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 #include <sqlite3.h>
 
@@ -115,6 +117,28 @@ protected:
         ASSERT_EQ(mRolling.getFileListSize(), 2);
     }
 
+    // The tool on the live store, as a reader beside this writer: it finds the configuration in
+    // Qt's configuration folder and the card through the card service on the private bus.
+    ToolRun runLive(const QStringList& arguments)
+    {
+        QTemporaryDir configuration;
+        EXPECT_TRUE(configuration.isValid());
+        EXPECT_TRUE(ConfigurationText()
+                        .without("targetPath")
+                        .set("fileDir", QByteArrayLiteral("data"))
+                        .set("dbName", QByteArrayLiteral("logger.db"))
+                        .writeTo(configuration.filePath(QStringLiteral("database.xml"))));
+        const QByteArray earlier = qgetenv("XDG_CONFIG_HOME");
+        const bool had = qEnvironmentVariableIsSet("XDG_CONFIG_HOME");
+        qputenv("XDG_CONFIG_HOME", QFile::encodeName(configuration.path()));
+        const ToolRun run = runTool(arguments);
+        if (had)
+            qputenv("XDG_CONFIG_HOME", earlier);
+        else
+            qunsetenv("XDG_CONFIG_HOME");
+        return run;
+    }
+
     QString fileOf(TestLogger& logger, int index)
     {
         return LoggerFileSystem::getFullFileName(
@@ -157,18 +181,19 @@ TEST_F(QzloggerToolTest, AnUnknownCommandIsOneLineThatNamesTheCommandsAndExitTwo
 {
     const ToolRun run = runTool({QStringLiteral("bogus")});
     EXPECT_EQ(run.status, 2);
-    EXPECT_EQ(run.output, QStringLiteral("qzlogger: unknown command bogus: give one of ls, files"));
+    EXPECT_EQ(run.output, QStringLiteral("qzlogger: unknown command bogus: give one of info, ls, files"));
     const ToolRun help = runTool({QStringLiteral("help"), QStringLiteral("bogus")});
     EXPECT_EQ(help.status, 2);
-    EXPECT_EQ(help.output, QStringLiteral("qzlogger: unknown command bogus: give one of ls, files"));
+    EXPECT_EQ(help.output, QStringLiteral("qzlogger: unknown command bogus: give one of info, ls, files"));
 }
 
 TEST_F(QzloggerToolTest, NoCommandIsAUsageError)
 {
     const ToolRun run = runTool({});
     EXPECT_EQ(run.status, 2);
-    EXPECT_EQ(run.output,
-              QStringLiteral("qzlogger: no command given: give one of ls, files, or see qzlogger --help"));
+    EXPECT_EQ(
+        run.output,
+        QStringLiteral("qzlogger: no command given: give one of info, ls, files, or see qzlogger --help"));
 }
 
 TEST_F(QzloggerToolTest, AnUnknownOptionIsAUsageError)
@@ -263,22 +288,7 @@ TEST_F(QzloggerToolStoreTest, LsOfOneTypeListsThatFamilyAlone)
 
 TEST_F(QzloggerToolStoreTest, LsBesideTheWriterFindsTheStoreThroughTheConfigurationAndTheCardService)
 {
-    QTemporaryDir configuration;
-    ASSERT_TRUE(configuration.isValid());
-    ASSERT_TRUE(QDir(configuration.path()).mkpath(QStringLiteral(".")));
-    ASSERT_TRUE(ConfigurationText()
-                    .without("targetPath")
-                    .set("fileDir", QByteArrayLiteral("data"))
-                    .set("dbName", QByteArrayLiteral("logger.db"))
-                    .writeTo(configuration.filePath(QStringLiteral("database.xml"))));
-    const QByteArray earlier = qgetenv("XDG_CONFIG_HOME");
-    const bool had = qEnvironmentVariableIsSet("XDG_CONFIG_HOME");
-    qputenv("XDG_CONFIG_HOME", QFile::encodeName(configuration.path()));
-    const ToolRun run = runTool({QStringLiteral("ls"), QStringLiteral("cyclic")});
-    if (had)
-        qputenv("XDG_CONFIG_HOME", earlier);
-    else
-        qunsetenv("XDG_CONFIG_HOME");
+    const ToolRun run = runLive({QStringLiteral("ls"), QStringLiteral("cyclic")});
     ASSERT_EQ(run.status, 0) << run.output.toStdString();
     const QStringList means = rowOf(run.output, kMeanId);
     ASSERT_EQ(means.size(), 9) << run.output.toStdString();
@@ -393,12 +403,76 @@ TEST_F(QzloggerToolTest, FilesWantsOneIdentification)
     }
 }
 
+// The line of the output that begins with start; empty where none does.
+QString lineOf(const QString& output, const QString& start)
+{
+    for (const QString& line : output.split(QLatin1Char('\n'))) {
+        if (line.startsWith(start))
+            return line;
+    }
+    return QString();
+}
+
+TEST_F(QzloggerToolStoreTest, InfoOfACardFolderShowsItsPlacesSizesAndFamilies)
+{
+    const ToolRun run = runTool({QStringLiteral("--card"), mStore.mountPoint(), QStringLiteral("info")});
+    ASSERT_EQ(run.status, 0) << run.output.toStdString();
+    EXPECT_EQ(lineOf(run.output, QStringLiteral("store ")),
+              QStringLiteral("store      %1 (a card folder)").arg(mStore.mountPoint()));
+    EXPECT_EQ(lineOf(run.output, QStringLiteral("catalogue ")),
+              QStringLiteral("catalogue  %1, %2 bytes")
+                  .arg(mStore.databaseFile())
+                  .arg(QFileInfo(mStore.databaseFile()).size()));
+    EXPECT_EQ(lineOf(run.output, QStringLiteral("data ")),
+              QStringLiteral("data       %1, 2 files, %2 bytes")
+                  .arg(mStore.dataFolderPath())
+                  .arg(44 + 30 * kBlockSize + 44 + 2 * kBlockSize));
+    EXPECT_TRUE(lineOf(run.output, QStringLiteral("card ")).endsWith(QStringLiteral(" free")))
+        << run.output.toStdString();
+    EXPECT_EQ(lineOf(run.output, QStringLiteral("writer ")),
+              QStringLiteral("writer     - (a card folder is read without its writer)"));
+
+    const QStringList means = rowOf(run.output, QStringLiteral("CYCLIC/MEAN"));
+    ASSERT_EQ(means.size(), 7) << run.output.toStdString();
+    EXPECT_TRUE(means.at(1).endsWith(QLatin1Char('%')));
+    EXPECT_EQ(means.at(3), QStringLiteral("1"));
+    EXPECT_EQ(means.at(4), QStringLiteral("1"));
+    EXPECT_EQ(means.at(5), qzcli::formatTime(timespec{kDay, 0}));
+    EXPECT_EQ(means.at(6), qzcli::formatTime(timespec{kDay + 29, 0}));
+    const QStringList events = rowOf(run.output, QStringLiteral("EVENT/EVENT"));
+    ASSERT_EQ(events.size(), 7) << run.output.toStdString();
+    EXPECT_EQ(events.at(5), qzcli::formatTime(timespec{kDay + 5, 0}));
+    EXPECT_EQ(events.at(6), qzcli::formatTime(timespec{kDay + 9, 0}));
+}
+
+TEST_F(QzloggerToolStoreTest, InfoOfTheLiveStoreNamesItsWriterAndTheStateItPosts)
+{
+    const ToolRun run = runLive({QStringLiteral("info")});
+    ASSERT_EQ(run.status, 0) << run.output.toStdString();
+    EXPECT_EQ(lineOf(run.output, QStringLiteral("store ")),
+              QStringLiteral("store      %1 (the live store)").arg(mStore.mountPoint()));
+    EXPECT_EQ(lineOf(run.output, QStringLiteral("writer ")),
+              QStringLiteral("writer     process %1, running").arg(QCoreApplication::applicationPid()));
+    EXPECT_TRUE(lineOf(run.output, QStringLiteral("state ")).endsWith(QStringLiteral(", readable")))
+        << run.output.toStdString();
+    EXPECT_EQ(rowOf(run.output, QStringLiteral("CYCLIC/MEAN")).size(), 7) << run.output.toStdString();
+}
+
+TEST_F(QzloggerToolTest, InfoTakesNoArguments)
+{
+    const ToolRun run = runTool({QStringLiteral("info"), QStringLiteral("all")});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.output, QStringLiteral("qzlogger info: takes no arguments: qzlogger info"));
+}
+
 TEST_F(QzloggerToolStoreTest, TheToolChangesNoByteOfTheStore)
 {
     writeTwoFiles();
     const std::map<QString, QByteArray> before = fingerprint(mStore.mountPoint());
     ASSERT_FALSE(before.empty());
     EXPECT_EQ(runTool({QStringLiteral("--card"), mStore.mountPoint(), QStringLiteral("ls")}).status, 0);
+    EXPECT_EQ(runTool({QStringLiteral("--card"), mStore.mountPoint(), QStringLiteral("info")}).status, 0);
+    EXPECT_EQ(runLive({QStringLiteral("info")}).status, 0);
     EXPECT_EQ(
         runTool({QStringLiteral("--card"), mStore.mountPoint(), QStringLiteral("files"), kMeanId}).status, 0);
     EXPECT_EQ(

@@ -5,6 +5,15 @@ namespace qzcli {
 namespace {
 
 const Command kCommands[] = {
+    {"info", "info", "the store at a glance: its places and sizes, its writer, and each family",
+     "\nWhere the store is: the card, the catalogue with its bytes, the data folder with its files\n"
+     "and bytes, and the card's size and free space. For the live store also the writer that the\n"
+     "process-id file names and the logger state that the writer posts, with whether the store\n"
+     "is readable. Then one line for each family of loggers the store holds (logger type and data\n"
+     "type): its quota and the share of it in use, in per cent of the loggers' space, its loggers\n"
+     "and files, and the oldest and the newest time of its loggers' ranges. A card folder is read\n"
+     "without its configuration: the quotas are then the store's built-in ones.\n",
+     runInfo},
     {"ls", "ls [TYPE]", "every identification with its type, time range, files, items and bytes",
      "\nOne line per identification of the store, family by family: its logger type and data type,\n"
      "its interval in seconds (- where it has none), the first and the last time of its range as\n"

@@ -17,6 +17,7 @@ struct Command {
 // The sub-commands in the order the help lists them.
 const Command* commands(int& count);
 
+int runInfo(const Invocation& invocation);
 int runList(const Invocation& invocation);
 int runFiles(const Invocation& invocation);
 
