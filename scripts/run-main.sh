@@ -157,6 +157,8 @@ else
     span=$(sed -n 's/^span: //p' "$run/writer.out")
     "$reader" --from "${span% *}" --to "${span#* }"
     # The command-line tool on the card the writer left, as on a card taken out of a device.
+    echo "== qzlogger --card $card info"
+    "$build/tools/qzlogger/qzlogger" --card "$card" info
     echo "== qzlogger --card $card ls"
     "$build/tools/qzlogger/qzlogger" --card "$card" ls
 fi
