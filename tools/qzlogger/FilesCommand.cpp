@@ -136,16 +136,11 @@ int runFiles(const Invocation& invocation)
         return kExitUsage;
     }
     const QString id = word == QLatin1String("-") ? QString() : word;
-    QString error;
-    if (!openStore(invocation.cardPath, error)) {
-        complain(invocation, error);
+    OpenedStore store(invocation);
+    if (!store.isOpen())
         return kExitUsage;
-    }
-    const std::unique_ptr<LoggerApiInterface> api(LoggerApiInterface::getApi());
-    LoggerApiBase catalogue;
-    const std::unique_ptr<FoundLogger> logger = findLogger(*api, catalogue, id);
+    const std::unique_ptr<FoundLogger> logger = findLogger(store.api(), store.catalogue(), id);
     if (!logger || !logger->baseType) {
-        closeStore();
         complain(invocation, logger
                                  ? QStringLiteral("the catalogue entry of %1 cannot be read").arg(id)
                                  : QStringLiteral("unknown identification %1: qzlogger ls lists the store's "
@@ -207,7 +202,6 @@ int runFiles(const Invocation& invocation)
             printLine(QStringLiteral("  agrees  no: ") + found.join(QStringLiteral("; ")));
         }
     }
-    closeStore();
     return disagreeing == 0 ? kExitOk : kExitFindings;
 }
 

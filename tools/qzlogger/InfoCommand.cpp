@@ -94,11 +94,9 @@ int runInfo(const Invocation& invocation)
         complain(invocation, QStringLiteral("takes no arguments: qzlogger info"));
         return kExitUsage;
     }
-    QString error;
-    if (!openStore(invocation.cardPath, error)) {
-        complain(invocation, error);
+    OpenedStore store(invocation);
+    if (!store.isOpen())
         return kExitUsage;
-    }
     LoggerDb& db = LoggerDb::getInstance();
     const bool live = invocation.cardPath.isEmpty();
     const std::pair<int, qint64> data = filesBelow(db.getDataFolder());
@@ -123,11 +121,11 @@ int runInfo(const Invocation& invocation)
         printLine(QStringLiteral("writer     - (a card folder is read without its writer)"));
     }
 
-    const std::unique_ptr<LoggerApiInterface> api(LoggerApiInterface::getApi());
-    LoggerApiBase catalogue;
+    LoggerApiInterface& api = store.api();
+    LoggerApiBase& catalogue = store.catalogue();
     std::map<std::pair<int, int>, FamilyFigures> figures;
     for (const Family& family : families()) {
-        for (const QString& id : api->getMeasIDs(family.type)) {
+        for (const QString& id : api.getMeasIDs(family.type)) {
             const std::shared_ptr<DefnBaseType> type = readType(catalogue, family.type, id);
             if (!type)
                 continue;
@@ -137,7 +135,7 @@ int runInfo(const Invocation& invocation)
             figure.files += type->getFileListSize();
             timespec start{};
             timespec end{};
-            if (!api->getTimeRange(family.type, type->mDataType, id, start, end) ||
+            if (!api.getTimeRange(family.type, type->mDataType, id, start, end) ||
                 (start.tv_sec == 0 && start.tv_nsec == 0))
                 continue;
             if (!figure.ranged || isEarlier(start, figure.oldest))
@@ -156,13 +154,12 @@ int runInfo(const Invocation& invocation)
         const auto dataType = static_cast<LoggerDataType>(key.second);
         printRow({LoggerDebug::getLoggerTypeString(type) + QLatin1Char('/') +
                       LoggerDebug::getLoggerDataTypeString(dataType),
-                  percentText(api->getMaximalLoggerSize(type, dataType)),
-                  percentText(api->getUsedLoggerSize(type, dataType)), QString::number(figure.loggers),
+                  percentText(api.getMaximalLoggerSize(type, dataType)),
+                  percentText(api.getUsedLoggerSize(type, dataType)), QString::number(figure.loggers),
                   QString::number(figure.files),
                   figure.ranged ? formatTime(figure.oldest) : QStringLiteral("-"),
                   figure.ranged ? formatTime(figure.newest) : QStringLiteral("-")});
     }
-    closeStore();
     return kExitOk;
 }
 

@@ -90,22 +90,20 @@ int runList(const Invocation& invocation)
             return kExitUsage;
         }
     }
-    QString error;
-    if (!openStore(invocation.cardPath, error)) {
-        complain(invocation, error);
+    OpenedStore store(invocation);
+    if (!store.isOpen())
         return kExitUsage;
-    }
-    const std::unique_ptr<LoggerApiInterface> api(LoggerApiInterface::getApi());
-    LoggerApiBase catalogue;
+    LoggerApiInterface& api = store.api();
+    LoggerApiBase& catalogue = store.catalogue();
     printRow({QStringLiteral("ID"), QStringLiteral("TYPE"), QStringLiteral("DATA"),
               QStringLiteral("INTERVAL"), QStringLiteral("FIRST"), QStringLiteral("LAST"),
               QStringLiteral("FILES"), QStringLiteral("ITEMS"), QStringLiteral("BYTES")});
     for (const Family& family : chosen) {
-        for (const QString& id : api->getMeasIDs(family.type)) {
+        for (const QString& id : api.getMeasIDs(family.type)) {
             const std::shared_ptr<DefnBaseType> type = readType(catalogue, family.type, id);
             timespec start{};
             timespec end{};
-            const bool ranged = api->getTimeRange(family.type, LoggerDataType::NONE, id, start, end);
+            const bool ranged = api.getTimeRange(family.type, LoggerDataType::NONE, id, start, end);
             const FileTotals totals = totalsOf(type);
             printRow({id.isEmpty() ? QStringLiteral("-") : id, LoggerDebug::getLoggerTypeString(family.type),
                       type ? LoggerDebug::getLoggerDataTypeString(type->mDataType) : QStringLiteral("-"),
@@ -114,7 +112,6 @@ int runList(const Invocation& invocation)
                       QString::number(totals.bytes)});
         }
     }
-    closeStore();
     return kExitOk;
 }
 

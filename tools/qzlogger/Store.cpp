@@ -55,9 +55,24 @@ bool openStore(const QString& cardPath, QString& error)
     return true;
 }
 
-void closeStore()
+OpenedStore::OpenedStore(const Invocation& invocation)
 {
-    LoggerDb::getInstance().close();
+    QString error;
+    if (!openStore(invocation.cardPath, error)) {
+        complain(invocation, error);
+        return;
+    }
+    mApi.reset(LoggerApiInterface::getApi());
+    mCatalogue = std::make_unique<LoggerApiBase>();
+}
+
+OpenedStore::~OpenedStore()
+{
+    if (isOpen()) {
+        mCatalogue.reset();
+        mApi.reset();
+        LoggerDb::getInstance().close();
+    }
 }
 
 } // namespace qzcli
