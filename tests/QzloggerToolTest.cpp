@@ -10,6 +10,7 @@
 
 #include "LoggerAccess.h"
 #include "LoggerFileSystem.h"
+#include "LoggerOperatorInterface.h"
 
 #include <gtest/gtest.h>
 
@@ -376,6 +377,40 @@ TEST_F(QzloggerToolStoreTest, AClosedFileWhoseRowEndsElsewhereIsAFinding)
         QStringLiteral("  agrees  no: the row ends %1, the last item is at %2\n")
             .arg(qzcli::formatTime(timespec{kDay + 109 + 7, 0}), qzcli::formatTime(timespec{kDay + 109, 0}))))
         << run.output.toStdString();
+}
+
+// The operator log has no identification: ls shows it as -, and files takes - for it.
+TEST_F(QzloggerToolStoreTest, TheOperatorLogIsNamedByADash)
+{
+    ASSERT_TRUE(LoggerOperatorInterface::initialize());
+    ASSERT_TRUE(LoggerOperatorInterface::startLogger());
+    for (int number = 0; number < 3; ++number) {
+        DataOperator item{};
+        LoggerOperatorInterface::createDefault(item);
+        item.utc = DataTimespec{kDay + 60 * number, 0};
+        item.operation = number;
+        LoggerOperatorInterface::setUser(QStringLiteral("tool"), item);
+        LoggerOperatorInterface::setIp(QStringLiteral("192.168.1.20"), item);
+        ASSERT_TRUE(LoggerOperatorInterface::logEvent(item));
+    }
+    const ToolRun listing = runTool(
+        {QStringLiteral("--card"), mStore.mountPoint(), QStringLiteral("ls"), QStringLiteral("operator")});
+    ASSERT_EQ(listing.status, 0) << listing.output.toStdString();
+    const QStringList row = rowOf(listing.output, QStringLiteral("-"));
+    ASSERT_EQ(row.size(), 9) << listing.output.toStdString();
+    EXPECT_EQ(row.at(1), QStringLiteral("OPERATOR"));
+    EXPECT_EQ(row.at(7), QStringLiteral("3"));
+
+    const ToolRun files = runTool(
+        {QStringLiteral("--card"), mStore.mountPoint(), QStringLiteral("files"), QStringLiteral("-")});
+    ASSERT_EQ(files.status, 0) << files.output.toStdString();
+    EXPECT_TRUE(files.output.startsWith(QStringLiteral("-  OPERATOR OPERATOR, 1 file\nfile 1: ")))
+        << files.output.toStdString();
+    EXPECT_TRUE(files.output.contains(
+        QStringLiteral(", 3 items from %1 to %2\n")
+            .arg(qzcli::formatTime(timespec{kDay, 0}), qzcli::formatTime(timespec{kDay + 120, 0}))))
+        << files.output.toStdString();
+    EXPECT_TRUE(files.output.endsWith(QStringLiteral("  agrees  yes"))) << files.output.toStdString();
 }
 
 TEST_F(QzloggerToolStoreTest, FilesOfAnUnknownIdentificationIsExitTwo)
