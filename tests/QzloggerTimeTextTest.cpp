@@ -43,6 +43,13 @@ TEST(QzloggerTimeTextTest, NanosecondsBeyondASecondAreCarriedIntoTheSeconds)
     EXPECT_EQ(qzcli::formatTime(at(kMayFirst, -1)), QStringLiteral("2024-05-01T09:59:59.999999999Z"));
 }
 
+TEST(QzloggerTimeTextTest, ATimeOfZeroIsNoTimeAndPrintsAsADash)
+{
+    EXPECT_EQ(qzcli::formatTimeOrNone(at(0)), QStringLiteral("-"));
+    EXPECT_EQ(qzcli::formatTimeOrNone(at(0, 1)), QStringLiteral("1970-01-01T00:00:00.000000001Z"));
+    EXPECT_EQ(qzcli::formatTimeOrNone(at(kMayFirst)), qzcli::formatTime(at(kMayFirst)));
+}
+
 TEST(QzloggerTimeTextTest, APrintedTimeIsTakenBackAsItStands)
 {
     for (const timespec& time : {at(kMayFirst), at(kMayFirst, 1), at(kMayFirst, 999999999), at(86399, 5)}) {

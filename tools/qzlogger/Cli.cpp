@@ -68,6 +68,22 @@ QString commandNames()
 
 } // namespace
 
+void printLine(const QString& line)
+{
+    print(stdout, line + QLatin1Char('\n'));
+}
+
+void printColumns(const QStringList& columns, const std::vector<int>& widths)
+{
+    QString line;
+    for (int index = 0; index < columns.size(); ++index) {
+        const int width = index < static_cast<int>(widths.size()) ? widths[static_cast<size_t>(index)] : 0;
+        line += index + 1 < columns.size() ? columns.at(index).leftJustified(width) + QLatin1Char(' ')
+                                           : columns.at(index);
+    }
+    printLine(line);
+}
+
 void complain(const Invocation& invocation, const QString& text)
 {
     const QString prefix = invocation.command.isEmpty() ? QStringLiteral("qzlogger")

@@ -4,6 +4,7 @@
 #include <QStringList>
 
 #include <cstdio>
+#include <vector>
 
 // The command line of the qzlogger tool: the global options, the sub-commands with their help,
 // and the exit statuses. A sub-command reads the store through the public library only and
@@ -26,6 +27,11 @@ struct Invocation {
 // One line on the standard error stream, "qzlogger <command>: <text>"; where the line says what
 // went wrong it also says what to do.
 void complain(const Invocation& invocation, const QString& text);
+
+// One line on the standard output stream.
+void printLine(const QString& line);
+// One line of a table: each column but the last padded to its width and followed by a blank.
+void printColumns(const QStringList& columns, const std::vector<int>& widths);
 
 // Runs the tool on its arguments (the program's name left out) and returns the exit status.
 int run(const QStringList& arguments);

@@ -17,14 +17,6 @@ namespace qzcli {
 
 namespace {
 
-timespec toTimespec(const DataTimespec& time)
-{
-    timespec converted{};
-    converted.tv_sec = time.tv_sec;
-    converted.tv_nsec = time.tv_nsec;
-    return converted;
-}
-
 bool isZero(const DataTimespec& time)
 {
     return time.tv_sec == 0 && time.tv_nsec == 0;
@@ -33,11 +25,6 @@ bool isZero(const DataTimespec& time)
 bool sameTime(const DataTimespec& a, const DataTimespec& b)
 {
     return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
-}
-
-QString timeOrNone(const DataTimespec& time)
-{
-    return isZero(time) ? QStringLiteral("-") : formatTime(toTimespec(time));
 }
 
 // What the card holds of one data file, read with a read-only open.
@@ -102,26 +89,19 @@ QStringList disagreements(const LoggerFileInfo& row, int32_t typeId, const FileO
         card.header.utcCreatedNsec != row.UtcCreated.tv_nsec)
         found << QStringLiteral("the header was created %1, the row says %2")
                      .arg(formatTime(timespec{card.header.utcCreatedSec, card.header.utcCreatedNsec}),
-                          timeOrNone(row.UtcCreated));
+                          formatTimeOrNone(row.UtcCreated));
     if (card.tornBytes > 0)
         found << QStringLiteral("%1 bytes of an item cut short at the end").arg(card.tornBytes);
     if (card.items > 0 && !(newest && isZero(row.UtcStart)) && !sameTime(row.UtcStart, card.first))
         found << QStringLiteral("the row starts %1, the first item is at %2")
-                     .arg(timeOrNone(row.UtcStart), timeOrNone(card.first));
-    const bool endLags =
-        newest && (isZero(row.UtcEnd) || row.UtcEnd.tv_sec < card.last.tv_sec ||
-                   (row.UtcEnd.tv_sec == card.last.tv_sec && row.UtcEnd.tv_nsec < card.last.tv_nsec));
+                     .arg(formatTimeOrNone(row.UtcStart), formatTimeOrNone(card.first));
+    const bool endLags = newest && (isZero(row.UtcEnd) || isEarlier(row.UtcEnd, card.last));
     if (card.items > 0 && !endLags && !sameTime(row.UtcEnd, card.last))
         found << QStringLiteral("the row ends %1, the last item is at %2")
-                     .arg(timeOrNone(row.UtcEnd), timeOrNone(card.last));
+                     .arg(formatTimeOrNone(row.UtcEnd), formatTimeOrNone(card.last));
     if (card.items == 0 && !isZero(row.UtcStart))
         found << QStringLiteral("the row has a range, the file no item");
     return found;
-}
-
-void printLine(const QString& line)
-{
-    std::printf("%s\n", line.toLocal8Bit().constData());
 }
 
 } // namespace
@@ -170,16 +150,18 @@ int runFiles(const Invocation& invocation)
         printLine(
             QStringLiteral("  row     id %1, created %2, range %3 to %4, header %5 bytes, items of %6 bytes")
                 .arg(row->Id)
-                .arg(timeOrNone(row->UtcCreated), timeOrNone(row->UtcStart), timeOrNone(row->UtcEnd))
+                .arg(formatTimeOrNone(row->UtcCreated), formatTimeOrNone(row->UtcStart),
+                     formatTimeOrNone(row->UtcEnd))
                 .arg(row->HeaderSize)
                 .arg(row->DataBlockSize));
         if (card.exists) {
             printLine(QStringLiteral("  file    %1 bytes, %2 items%3")
                           .arg(card.size)
                           .arg(card.items)
-                          .arg(card.items > 0 ? QStringLiteral(" from %1 to %2")
-                                                    .arg(timeOrNone(card.first), timeOrNone(card.last))
-                                              : QString()));
+                          .arg(card.items > 0
+                                   ? QStringLiteral(" from %1 to %2")
+                                         .arg(formatTimeOrNone(card.first), formatTimeOrNone(card.last))
+                                   : QString()));
         }
         if (card.hasHeader) {
             printLine(

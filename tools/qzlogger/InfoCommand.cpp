@@ -20,11 +20,6 @@ namespace qzcli {
 
 namespace {
 
-void printLine(const QString& line)
-{
-    std::printf("%s\n", line.toLocal8Bit().constData());
-}
-
 // The data files below folder and their bytes.
 std::pair<int, qint64> filesBelow(const QString& folder)
 {
@@ -74,17 +69,8 @@ struct FamilyFigures {
     timespec newest{};
 };
 
-void printRow(const QStringList& columns)
-{
-    static const int kWidths[] = {22, 8, 8, 8, 6, 31, 0};
-    QString line;
-    for (int index = 0; index < columns.size(); ++index) {
-        line += index + 1 < columns.size()
-                    ? columns.at(index).leftJustified(kWidths[index]) + QLatin1Char(' ')
-                    : columns.at(index);
-    }
-    printLine(line);
-}
+// The widths of the columns but the last: a family, shares, counts, a time.
+const std::vector<int> kColumnWidths = {22, 8, 8, 8, 6, 31};
 
 } // namespace
 
@@ -146,19 +132,21 @@ int runInfo(const Invocation& invocation)
         }
     }
     printLine(QString());
-    printRow({QStringLiteral("FAMILY"), QStringLiteral("QUOTA"), QStringLiteral("USED"),
-              QStringLiteral("LOGGERS"), QStringLiteral("FILES"), QStringLiteral("OLDEST"),
-              QStringLiteral("NEWEST")});
+    printColumns({QStringLiteral("FAMILY"), QStringLiteral("QUOTA"), QStringLiteral("USED"),
+                  QStringLiteral("LOGGERS"), QStringLiteral("FILES"), QStringLiteral("OLDEST"),
+                  QStringLiteral("NEWEST")},
+                 kColumnWidths);
     for (const auto& [key, figure] : figures) {
         const auto type = static_cast<LoggerType>(key.first);
         const auto dataType = static_cast<LoggerDataType>(key.second);
-        printRow({LoggerDebug::getLoggerTypeString(type) + QLatin1Char('/') +
-                      LoggerDebug::getLoggerDataTypeString(dataType),
-                  percentText(api.getMaximalLoggerSize(type, dataType)),
-                  percentText(api.getUsedLoggerSize(type, dataType)), QString::number(figure.loggers),
-                  QString::number(figure.files),
-                  figure.ranged ? formatTime(figure.oldest) : QStringLiteral("-"),
-                  figure.ranged ? formatTime(figure.newest) : QStringLiteral("-")});
+        printColumns({LoggerDebug::getLoggerTypeString(type) + QLatin1Char('/') +
+                          LoggerDebug::getLoggerDataTypeString(dataType),
+                      percentText(api.getMaximalLoggerSize(type, dataType)),
+                      percentText(api.getUsedLoggerSize(type, dataType)), QString::number(figure.loggers),
+                      QString::number(figure.files),
+                      figure.ranged ? formatTime(figure.oldest) : QStringLiteral("-"),
+                      figure.ranged ? formatTime(figure.newest) : QStringLiteral("-")},
+                     kColumnWidths);
     }
     return kExitOk;
 }

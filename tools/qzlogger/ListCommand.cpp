@@ -51,22 +51,8 @@ QString intervalText(const std::shared_ptr<DefnBaseType>& type)
     return QString::number(interval, 'g', 6);
 }
 
-QString rangeText(bool ranged, const timespec& time)
-{
-    return ranged && (time.tv_sec != 0 || time.tv_nsec != 0) ? formatTime(time) : QStringLiteral("-");
-}
-
-void printRow(const QStringList& columns)
-{
-    static const int kWidths[] = {40, 9, 12, 9, 31, 31, 6, 10, 0};
-    QString line;
-    for (int index = 0; index < columns.size(); ++index) {
-        const int width = index < 9 ? kWidths[index] : 0;
-        line += index + 1 < columns.size() ? columns.at(index).leftJustified(width) + QLatin1Char(' ')
-                                           : columns.at(index);
-    }
-    std::printf("%s\n", line.toLocal8Bit().constData());
-}
+// The widths of the columns but the last: an identification, type names, times.
+const std::vector<int> kColumnWidths = {40, 9, 12, 9, 31, 31, 6, 10};
 
 } // namespace
 
@@ -95,9 +81,10 @@ int runList(const Invocation& invocation)
         return kExitUsage;
     LoggerApiInterface& api = store.api();
     LoggerApiBase& catalogue = store.catalogue();
-    printRow({QStringLiteral("ID"), QStringLiteral("TYPE"), QStringLiteral("DATA"),
-              QStringLiteral("INTERVAL"), QStringLiteral("FIRST"), QStringLiteral("LAST"),
-              QStringLiteral("FILES"), QStringLiteral("ITEMS"), QStringLiteral("BYTES")});
+    printColumns({QStringLiteral("ID"), QStringLiteral("TYPE"), QStringLiteral("DATA"),
+                  QStringLiteral("INTERVAL"), QStringLiteral("FIRST"), QStringLiteral("LAST"),
+                  QStringLiteral("FILES"), QStringLiteral("ITEMS"), QStringLiteral("BYTES")},
+                 kColumnWidths);
     for (const Family& family : chosen) {
         for (const QString& id : api.getMeasIDs(family.type)) {
             const std::shared_ptr<DefnBaseType> type = readType(catalogue, family.type, id);
@@ -105,11 +92,13 @@ int runList(const Invocation& invocation)
             timespec end{};
             const bool ranged = api.getTimeRange(family.type, LoggerDataType::NONE, id, start, end);
             const FileTotals totals = totalsOf(type);
-            printRow({id.isEmpty() ? QStringLiteral("-") : id, LoggerDebug::getLoggerTypeString(family.type),
-                      type ? LoggerDebug::getLoggerDataTypeString(type->mDataType) : QStringLiteral("-"),
-                      intervalText(type), rangeText(ranged, start), rangeText(ranged, end),
-                      QString::number(totals.files), QString::number(totals.items),
-                      QString::number(totals.bytes)});
+            printColumns({id.isEmpty() ? QStringLiteral("-") : id,
+                          LoggerDebug::getLoggerTypeString(family.type),
+                          type ? LoggerDebug::getLoggerDataTypeString(type->mDataType) : QStringLiteral("-"),
+                          intervalText(type), ranged ? formatTimeOrNone(start) : QStringLiteral("-"),
+                          ranged ? formatTimeOrNone(end) : QStringLiteral("-"), QString::number(totals.files),
+                          QString::number(totals.items), QString::number(totals.bytes)},
+                         kColumnWidths);
         }
     }
     return kExitOk;

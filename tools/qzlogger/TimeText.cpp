@@ -94,6 +94,11 @@ QString formatTime(const timespec& time)
            QLatin1Char('Z');
 }
 
+QString formatTimeOrNone(const timespec& time)
+{
+    return time.tv_sec == 0 && time.tv_nsec == 0 ? QStringLiteral("-") : formatTime(time);
+}
+
 std::optional<timespec> parseTime(const QString& text, const timespec& now)
 {
     const QString trimmed = text.trimmed();

@@ -14,6 +14,9 @@ namespace qzcli {
 // carried into the seconds first.
 QString formatTime(const timespec& time);
 
+// The same, or "-" for a time of zero, which the store uses for one it does not know.
+QString formatTimeOrNone(const timespec& time);
+
 // A time as a user writes it; nothing where the text is none of these:
 //   - ISO 8601 with a date and a time ("2024-05-01T10:00:00", a blank for the T is fine),
 //     seconds and a fraction of up to nine digits optional, "Z" or an offset ("+02:00",
