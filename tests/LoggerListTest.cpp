@@ -11,6 +11,7 @@
 #include "Database.h"
 #include "DatabaseInterface.h"
 #include "FaultInjectingFileIo.h"
+#include "FileHashes.h"
 #include "LogCapture.h"
 #include "LoggerDataItems.h"
 #include "LoggerDb.h"
@@ -24,7 +25,6 @@
 #include "TestTemplateLogger.h"
 #include "WriterStore.h"
 
-#include <QCryptographicHash>
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
@@ -215,24 +215,6 @@ long long typeRowsInFile(const QString& catalogue)
                               "DefnPqEventType", "DefnDisturbType"})
         rows += queryNumber(database, std::string("SELECT count(*) FROM \"") + table + "\"");
     return rows;
-}
-
-QByteArray fileHash(const QString& name)
-{
-    QFile file(name);
-    if (!file.open(QIODevice::ReadOnly))
-        return QByteArray();
-    return QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256);
-}
-
-// Each file below the folder by its path, with the hash of its bytes.
-std::map<QString, QByteArray> fileHashesBelow(const QString& folder)
-{
-    std::map<QString, QByteArray> hashes;
-    QDirIterator files(folder, QDir::Files, QDirIterator::Subdirectories);
-    while (files.hasNext())
-        hashes[files.next()] = fileHash(files.filePath());
-    return hashes;
 }
 
 // The card as it is when its directories take no new entry: the files that exist open as

@@ -2,6 +2,7 @@
 // beside that writer, and on bad command lines.
 
 #include "ConfigurationText.h"
+#include "FileHashes.h"
 #include "QStringPrinter.h"
 #include "RunProgram.h"
 #include "TestLogger.h"
@@ -15,9 +16,7 @@
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
-#include <QCryptographicHash>
 #include <QDir>
-#include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
@@ -50,20 +49,6 @@ ToolRun runTool(const QStringList& arguments)
     ToolRun run;
     run.status = runProgram(tool(), arguments, run.output);
     return run;
-}
-
-// Every file below folder with a hash of its bytes.
-std::map<QString, QByteArray> fingerprint(const QString& folder)
-{
-    std::map<QString, QByteArray> hashes;
-    QDirIterator files(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-    while (files.hasNext()) {
-        const QString path = files.next();
-        QFile file(path);
-        if (file.open(QIODevice::ReadOnly))
-            hashes[path] = QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256);
-    }
-    return hashes;
 }
 
 // The line of the listing that begins with id, split at its blanks; empty where none does.
@@ -503,7 +488,7 @@ TEST_F(QzloggerToolTest, InfoTakesNoArguments)
 TEST_F(QzloggerToolStoreTest, TheToolChangesNoByteOfTheStore)
 {
     writeTwoFiles();
-    const std::map<QString, QByteArray> before = fingerprint(mStore.mountPoint());
+    const std::map<QString, QByteArray> before = fileHashesBelow(mStore.mountPoint());
     ASSERT_FALSE(before.empty());
     EXPECT_EQ(runTool({QStringLiteral("--card"), mStore.mountPoint(), QStringLiteral("ls")}).status, 0);
     EXPECT_EQ(runTool({QStringLiteral("--card"), mStore.mountPoint(), QStringLiteral("info")}).status, 0);
@@ -517,5 +502,5 @@ TEST_F(QzloggerToolStoreTest, TheToolChangesNoByteOfTheStore)
                        QStringLiteral("bogus")})
                   .status,
               2);
-    EXPECT_EQ(fingerprint(mStore.mountPoint()), before);
+    EXPECT_EQ(fileHashesBelow(mStore.mountPoint()), before);
 }

@@ -4,14 +4,13 @@
 // why and what to do. Writers and readers are processes of their own, as on the instrument.
 
 #include "ChildTestProcess.h"
+#include "FileHashes.h"
 #include "LoggerDb.h"
 #include "LoggerOperatorInterface.h"
 #include "TestTemplateLogger.h"
 #include "WriterStore.h"
 
-#include <QCryptographicHash>
 #include <QDir>
-#include <QDirIterator>
 #include <QFile>
 #include <QString>
 #include <QThread>
@@ -27,20 +26,6 @@ constexpr const char* kHolderVariable = "QZLOGGER_MISUSE_HOLDER";
 constexpr int32_t kFirstSecond = 1700000000;
 const QString kNotTheWriter = QStringLiteral("this process is not the writer of the store");
 const QString kHowToWrite = QStringLiteral("setWriterMode(true) before initialize()");
-
-// Every file below a folder with a hash of its bytes.
-std::map<QString, QByteArray> filesBelow(const QString& folder)
-{
-    std::map<QString, QByteArray> files;
-    QDirIterator it(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        const QString path = it.next();
-        QFile file(path);
-        if (file.open(QIODevice::ReadOnly))
-            files[path] = QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha1);
-    }
-    return files;
-}
 
 QString lastError()
 {
@@ -171,7 +156,7 @@ protected:
         return process;
     }
 
-    std::map<QString, QByteArray> card() const { return filesBelow(mStore->mountPoint()); }
+    std::map<QString, QByteArray> card() const { return fileHashesBelow(mStore->mountPoint()); }
 
     std::unique_ptr<WriterStore> mStore;
 };
