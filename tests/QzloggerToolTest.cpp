@@ -1,10 +1,9 @@
 // The qzlogger tool, run as a user runs it: the real program on a real store that a writer made,
 // beside that writer, and on bad command lines.
 
-#include "ConfigurationText.h"
 #include "FileHashes.h"
 #include "QStringPrinter.h"
-#include "RunProgram.h"
+#include "QzloggerRun.h"
 #include "TestLogger.h"
 #include "TimeText.h"
 #include "WriterStore.h"
@@ -32,35 +31,6 @@ constexpr int32_t kDay = 1763802000; // 2025-11-22, in the middle of a day in an
 const QString kMeanId = QStringLiteral("mean_3s.tool_voltage.out.mean_out");
 const QString kEventId = QStringLiteral("alarms.tool");
 const QString kRollingId = QStringLiteral("mean_3s.tool_current.out.mean_out");
-
-QString tool()
-{
-    return QStringLiteral(QZLOGGER_TOOL);
-}
-
-// The tool's exit status and what it printed, both streams.
-struct ToolRun {
-    int status = -1;
-    QString output;
-};
-
-ToolRun runTool(const QStringList& arguments)
-{
-    ToolRun run;
-    run.status = runProgram(tool(), arguments, run.output);
-    return run;
-}
-
-// The line of the listing that begins with id, split at its blanks; empty where none does.
-QStringList rowOf(const QString& listing, const QString& id)
-{
-    for (const QString& line : listing.split(QLatin1Char('\n'))) {
-        const QStringList columns = line.split(QLatin1Char(' '), Qt::SkipEmptyParts);
-        if (!columns.isEmpty() && columns.first() == id)
-            return columns;
-    }
-    return {};
-}
 
 class QzloggerToolTest : public ::testing::Test {};
 
@@ -101,28 +71,6 @@ protected:
         }
         ASSERT_TRUE(mRolling.updateAccess());
         ASSERT_EQ(mRolling.getFileListSize(), 2);
-    }
-
-    // The tool on the live store, as a reader beside this writer: it finds the configuration in
-    // Qt's configuration folder and the card through the card service on the private bus.
-    ToolRun runLive(const QStringList& arguments)
-    {
-        QTemporaryDir configuration;
-        EXPECT_TRUE(configuration.isValid());
-        EXPECT_TRUE(ConfigurationText()
-                        .without("targetPath")
-                        .set("fileDir", QByteArrayLiteral("data"))
-                        .set("dbName", QByteArrayLiteral("logger.db"))
-                        .writeTo(configuration.filePath(QStringLiteral("database.xml"))));
-        const QByteArray earlier = qgetenv("XDG_CONFIG_HOME");
-        const bool had = qEnvironmentVariableIsSet("XDG_CONFIG_HOME");
-        qputenv("XDG_CONFIG_HOME", QFile::encodeName(configuration.path()));
-        const ToolRun run = runTool(arguments);
-        if (had)
-            qputenv("XDG_CONFIG_HOME", earlier);
-        else
-            qunsetenv("XDG_CONFIG_HOME");
-        return run;
     }
 
     QString fileOf(TestLogger& logger, int index)
@@ -274,7 +222,7 @@ TEST_F(QzloggerToolStoreTest, LsOfOneTypeListsThatFamilyAlone)
 
 TEST_F(QzloggerToolStoreTest, LsBesideTheWriterFindsTheStoreThroughTheConfigurationAndTheCardService)
 {
-    const ToolRun run = runLive({QStringLiteral("ls"), QStringLiteral("cyclic")});
+    const ToolRun run = runToolLive({QStringLiteral("ls"), QStringLiteral("cyclic")});
     ASSERT_EQ(run.status, 0) << run.output.toStdString();
     const QStringList means = rowOf(run.output, kMeanId);
     ASSERT_EQ(means.size(), 9) << run.output.toStdString();
@@ -467,7 +415,7 @@ TEST_F(QzloggerToolStoreTest, InfoOfACardFolderShowsItsPlacesSizesAndFamilies)
 
 TEST_F(QzloggerToolStoreTest, InfoOfTheLiveStoreNamesItsWriterAndTheStateItPosts)
 {
-    const ToolRun run = runLive({QStringLiteral("info")});
+    const ToolRun run = runToolLive({QStringLiteral("info")});
     ASSERT_EQ(run.status, 0) << run.output.toStdString();
     EXPECT_EQ(lineOf(run.output, QStringLiteral("store ")),
               QStringLiteral("store      %1 (the live store)").arg(mStore.mountPoint()));
@@ -492,7 +440,7 @@ TEST_F(QzloggerToolStoreTest, TheToolChangesNoByteOfTheStore)
     ASSERT_FALSE(before.empty());
     EXPECT_EQ(runTool({QStringLiteral("--card"), mStore.mountPoint(), QStringLiteral("ls")}).status, 0);
     EXPECT_EQ(runTool({QStringLiteral("--card"), mStore.mountPoint(), QStringLiteral("info")}).status, 0);
-    EXPECT_EQ(runLive({QStringLiteral("info")}).status, 0);
+    EXPECT_EQ(runToolLive({QStringLiteral("info")}).status, 0);
     EXPECT_EQ(
         runTool({QStringLiteral("--card"), mStore.mountPoint(), QStringLiteral("files"), kMeanId}).status, 0);
     EXPECT_EQ(

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+// The qzlogger program, run as a user runs it, for the tests of its commands.
+
+// The program that the build made.
+QString qzloggerProgram();
+
+// The tool's exit status and what it printed, both streams merged and trimmed; standard output
+// alone as bytes, for output that is not text.
+struct ToolRun {
+    int status = -1;
+    QString output;
+    QByteArray standardOutput;
+};
+
+// Runs the tool to its end; status -1 where it did not start, did not end within 60 s or
+// crashed.
+ToolRun runTool(const QStringList& arguments);
+
+// Runs the tool on the live store of the card service on this process's bus: it finds the
+// configuration "database.xml" (data folder "data", catalogue "logger.db", no target path) in
+// a Qt configuration folder that XDG_CONFIG_HOME names for the run alone.
+ToolRun runToolLive(const QStringList& arguments);
+
+// The line of a listing that begins with the word first, split at its blanks; empty where none
+// does.
+QStringList rowOf(const QString& listing, const QString& first);
