@@ -224,6 +224,11 @@ public:
     // is the sample range. Nothing is written back: a later read repairs and reports again. True
     // where no event needed a repair, also for a null or empty result.
     bool checkPqEvents(PtrLoggerResultPqEvent result);
+    // The cell of the 5 x 7 table of getPqEventClasses that counts the event: duration the row
+    // (up to 0.2, 0.5, 1, 5 and 60 s), depth the column (the residual value in per cent of the
+    // reference: below 5, 40, 70, 80 and 90, then 110 to 120, and a seventh for the rest). False, with both
+    // -1, for an event shorter than 20 ms or longer than 60 s, which the table leaves out.
+    static bool classifyPqEvent(const DataPqEvent& event, int& duration, int& depth);
     // Every field of the event but pqExtension into the same field of the reader's view; the rest
     // of target, index included, stays as it is.
     static void copyPqEvent(DataPqEvent& source, DataRseEvent& target);

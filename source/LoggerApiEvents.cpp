@@ -601,6 +601,17 @@ int LoggerApi::getNumPqEvents(const QString& id, timespec start, timespec end)
     return getNumItems<DataPqEvent, void*>(LoggerType::PQEVENT, baseTypeId, start, end, -1);
 }
 
+bool LoggerApi::classifyPqEvent(const DataPqEvent& event, int& duration, int& depth)
+{
+    duration = durationClass(event.duration);
+    if (duration < 0) {
+        depth = -1;
+        return false;
+    }
+    depth = depthClass(event.eventValue * 100.0f / event.referenceValue);
+    return true;
+}
+
 DataEventClass35 LoggerApi::getPqEventClasses(const QString& id, timespec start, timespec end, int maxItems)
 {
     DataEventClass35 table{};
@@ -612,12 +623,11 @@ DataEventClass35 LoggerApi::getPqEventClasses(const QString& id, timespec start,
     }
     for (int index = 0; index < events->mNumItems; ++index) {
         const DataPqEvent& event = events->mItems[index];
-        const int duration = durationClass(event.duration);
-        if (duration < 0) {
+        int duration = -1;
+        int depthIndex = -1;
+        if (!classifyPqEvent(event, duration, depthIndex)) {
             continue;
         }
-        const float depth = event.eventValue * 100.0f / event.referenceValue;
-        const int depthIndex = depthClass(depth);
         // The table's time is that of the first event classified.
         if (table.utc.tv_sec == 0) {
             table.utc = event.utc;

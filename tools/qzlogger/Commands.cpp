@@ -31,6 +31,22 @@ const Command kCommands[] = {
      "newest file of a logger is still being written: a row that ends before its last item there\n"
      "is the catalogue lagging, not a fault. Exit status 1 where a file and its row disagree.\n",
      runFiles},
+    {"dump", "dump ID [--from T] [--to T] [--last N] [--format csv|json|raw] [--out FILE]",
+     "the items of one logger as CSV, JSON lines or raw records",
+     "\nThe items of the logger ID (- for the operator log) from --from to --to, both included (all\n"
+     "of them without), oldest first; with --last N only the last N of them. Formats:\n"
+     "  csv   a header row named after the record's fields, arrays as numbered columns (values_0,\n"
+     "        values_1, ...), then a row per item (the default)\n"
+     "  json  one JSON object per line, arrays as JSON arrays\n"
+     "  raw   the records as the files hold them, one after the other, without a header: the\n"
+     "        bytes the read API's export writes\n"
+     "Events come with their text, power-quality events with their duration and depth class (the\n"
+     "row and the column of stats' class table; empty where the event is not classified).\n"
+     "Times are printed as ISO 8601 in UTC with nanoseconds and taken in the same form, as a date,\n"
+     "as seconds since 1970, as now, or back from now as -90s, -15m, -1h or -7d. The output goes\n"
+     "to --out FILE, or to the standard output. The items are read a chunk at a time, so a dump\n"
+     "of a year takes no more memory than one of a minute; on a terminal it shows its progress.\n",
+     runDump},
 };
 
 } // namespace

@@ -5,6 +5,8 @@
 #include <QRegularExpression>
 #include <QTime>
 
+#include <cstdio>
+
 namespace qzcli {
 
 namespace {
@@ -79,7 +81,7 @@ std::optional<timespec> parseBack(const QString& text, const timespec& now)
 
 } // namespace
 
-QString formatTime(const timespec& time)
+void appendTime(const timespec& time, QByteArray& out)
 {
     long long seconds = time.tv_sec;
     long nanoseconds = time.tv_nsec;
@@ -89,9 +91,22 @@ QString formatTime(const timespec& time)
         nanoseconds += kNanosecondsPerSecond;
         --seconds;
     }
-    return QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC).toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss")) +
-           QLatin1Char('.') + QString::number(nanoseconds).rightJustified(kFractionDigits, QLatin1Char('0')) +
-           QLatin1Char('Z');
+    // gmtime_r, not QDateTime: a dump prints a time per item.
+    const time_t whole = static_cast<time_t>(seconds);
+    tm parts{};
+    gmtime_r(&whole, &parts);
+    char text[48];
+    const int length = std::snprintf(text, sizeof(text), "%04d-%02d-%02dT%02d:%02d:%02d.%09ldZ",
+                                     parts.tm_year + 1900, parts.tm_mon + 1, parts.tm_mday, parts.tm_hour,
+                                     parts.tm_min, parts.tm_sec, nanoseconds);
+    out.append(text, length);
+}
+
+QString formatTime(const timespec& time)
+{
+    QByteArray text;
+    appendTime(time, text);
+    return QString::fromLatin1(text);
 }
 
 QString formatTimeOrNone(const timespec& time)

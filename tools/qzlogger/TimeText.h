@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 
 #include <ctime>
@@ -13,6 +14,8 @@ namespace qzcli {
 // The text of a time: ISO 8601, UTC, nine digits of fraction. Nanoseconds outside a second are
 // carried into the seconds first.
 QString formatTime(const timespec& time);
+// The same text appended to out, for a time per item.
+void appendTime(const timespec& time, QByteArray& out);
 
 // The same, or "-" for a time of zero, which the store uses for one it does not know.
 QString formatTimeOrNone(const timespec& time);
