@@ -115,10 +115,12 @@ TEST_F(QzloggerToolTest, AnUnknownCommandIsOneLineThatNamesTheCommandsAndExitTwo
 {
     const ToolRun run = runTool({QStringLiteral("bogus")});
     EXPECT_EQ(run.status, 2);
-    EXPECT_EQ(run.output, QStringLiteral("qzlogger: unknown command bogus: give one of info, ls, files, dump"));
+    EXPECT_EQ(run.output,
+              QStringLiteral("qzlogger: unknown command bogus: give one of info, ls, files, dump, stats"));
     const ToolRun help = runTool({QStringLiteral("help"), QStringLiteral("bogus")});
     EXPECT_EQ(help.status, 2);
-    EXPECT_EQ(help.output, QStringLiteral("qzlogger: unknown command bogus: give one of info, ls, files, dump"));
+    EXPECT_EQ(help.output,
+              QStringLiteral("qzlogger: unknown command bogus: give one of info, ls, files, dump, stats"));
 }
 
 TEST_F(QzloggerToolTest, NoCommandIsAUsageError)
@@ -127,7 +129,8 @@ TEST_F(QzloggerToolTest, NoCommandIsAUsageError)
     EXPECT_EQ(run.status, 2);
     EXPECT_EQ(
         run.output,
-        QStringLiteral("qzlogger: no command given: give one of info, ls, files, dump, or see qzlogger --help"));
+        QStringLiteral(
+            "qzlogger: no command given: give one of info, ls, files, dump, stats, or see qzlogger --help"));
 }
 
 TEST_F(QzloggerToolTest, AnUnknownOptionIsAUsageError)

@@ -47,6 +47,20 @@ const Command kCommands[] = {
      "to --out FILE, or to the standard output. The items are read a chunk at a time, so a dump\n"
      "of a year takes no more memory than one of a minute; on a terminal it shows its progress.\n",
      runDump},
+    {"stats", "stats ID --from T --to T [--interval S]",
+     "minimum, mean and maximum per interval, or the class table of PQ events",
+     "\nFor a logger of MEAN, VTQ or DTQ values: the values from --from to --to folded onto a grid\n"
+     "of S seconds, one row per interval that holds values, stamped with the interval's end, with\n"
+     "the minimum, the mean and the maximum, and the quality (the bit 0x00010000 marks an interval\n"
+     "that holds fewer values than a full one). The grid starts on a whole multiple of S (of an\n"
+     "hour for S above an hour), as the read API's aggregation lays it. Without --interval the\n"
+     "first of 1, 10, 60, 600, 3600 and 86400 seconds that gives at most a hundred rows, else a\n"
+     "week.\n"
+     "For a logger of power-quality events: the 5 x 7 table of the events of the range, by\n"
+     "duration (rows: up to 0.2, 0.5, 1, 5 and 60 s) and residual voltage in per cent of the\n"
+     "reference (columns), and the count of events outside the table. Every event of the range is\n"
+     "counted, a chunk at a time.\n",
+     runStats},
 };
 
 } // namespace

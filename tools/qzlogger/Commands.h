@@ -21,5 +21,6 @@ int runInfo(const Invocation& invocation);
 int runList(const Invocation& invocation);
 int runFiles(const Invocation& invocation);
 int runDump(const Invocation& invocation);
+int runStats(const Invocation& invocation);
 
 } // namespace qzcli

@@ -1,6 +1,7 @@
-// qzlogger dump, run as a user runs it on a store that a writer made in this process: the CSV
-// read back and compared item by item with the read API, JSON lines parsed, raw output against
-// the library's own export, the choice of items, and every bad command line.
+// qzlogger dump and stats, run as a user runs them on a store that a writer made in this
+// process: the CSV read back and compared item by item with the read API, JSON lines parsed, raw
+// output against the library's own export, the choice of items; the rows of stats against the
+// read API's aggregation and its class table; and every bad command line.
 
 #include "FileHashes.h"
 #include "QStringPrinter.h"
@@ -36,6 +37,7 @@ const QString kMeanId = QStringLiteral("mean_3s.dump_voltage.out.mean_out");
 const QString kArrayId = QStringLiteral("mean_3s.dump_harmonics.out.mean_out");
 const QString kAlarmId = QStringLiteral("alarms.dump");
 const QString kPqId = QStringLiteral("pqevents.dump");
+const QString kValueId = QStringLiteral("rms.dump.frequency");
 const std::vector<std::string> kTexts = {"breaker open", "limit, \"high\" voltage", "Überspannung"};
 
 timespec at(int32_t seconds, int32_t nanoseconds = 0)
@@ -170,12 +172,46 @@ protected:
         return runTool(QStringList{QStringLiteral("--card"), card(), QStringLiteral("dump")} + arguments);
     }
 
+    // Values of a VTQ logger, one a second, with a fraction.
+    void writeValues()
+    {
+        ASSERT_TRUE(mValues.startLogger());
+        std::vector<DataXtq<float>> items;
+        for (int index = 0; index < 30; ++index) {
+            DataXtq<float> item{};
+            item.utc = DataTimespec{kDay + 300 + index, 0};
+            item.value = 49.9f + static_cast<float>(index % 7) / 50.0f;
+            items.push_back(item);
+        }
+        ASSERT_NE(mValues.writeDatas(reinterpret_cast<const char*>(items.data()), 30, true, true), nullptr);
+        ASSERT_TRUE(mValues.updateAccess());
+    }
+
     WriterStore mStore;
     std::unique_ptr<LoggerApiInterface> mApi;
+    TypedTestLogger<DataXtq<float>> mValues{LoggerType::CYCLIC, LoggerDataType::VTQ, kValueId, 1.0};
     TypedTestLogger<DataMean> mMeans{LoggerType::CYCLIC, LoggerDataType::MEAN, kMeanId, 3.0};
     TypedTestLogger<DataPqEvent> mPqEvents{LoggerType::PQEVENT, LoggerDataType::PQEVENT, kPqId, 0.0};
     LoggerEventAlarm mAlarms;
 };
+
+class QzloggerStatsTest : public QzloggerDumpTest {
+protected:
+    ToolRun stats(const QStringList& arguments)
+    {
+        return runTool(QStringList{QStringLiteral("--card"), card(), QStringLiteral("stats")} + arguments);
+    }
+};
+
+// The rows of a stats listing below its two heading lines, split at blanks.
+std::vector<QStringList> statsRows(const QString& output)
+{
+    std::vector<QStringList> rows;
+    const QStringList lines = output.split(QLatin1Char('\n'));
+    for (int index = 2; index < lines.size(); ++index)
+        rows.push_back(lines[index].split(QLatin1Char(' '), Qt::SkipEmptyParts));
+    return rows;
+}
 
 } // namespace
 
@@ -429,4 +465,141 @@ TEST_F(QzloggerDumpTest, DumpTellsOfItselfWithHelp)
     EXPECT_TRUE(run.output.startsWith(QStringLiteral("usage: qzlogger [--card PATH] dump ID [--from T] [--to "
                                                      "T] [--last N] [--format csv|json|raw] [--out FILE]")))
         << run.output.toStdString();
+}
+
+TEST_F(QzloggerStatsTest, MeansPerIntervalAreTheReadApisAggregation)
+{
+    writeMeans();
+    const ToolRun run = stats({kMeanId, QStringLiteral("--from"), iso(kDay), QStringLiteral("--to"),
+                               iso(kDay + 39), QStringLiteral("--interval"), QStringLiteral("10")});
+    ASSERT_EQ(run.status, 0) << run.output.toStdString();
+    EXPECT_TRUE(run.output.startsWith(
+        QStringLiteral("%1  MEAN, %2 to %3, interval 10 s\nend ").arg(kMeanId, iso(kDay), iso(kDay + 39))))
+        << run.output.toStdString();
+    const PtrLoggerResultMean aggregated =
+        mApi->getAggregatedMeanValues(kMeanId, at(kDay), at(kDay + 39), 10, -1);
+    ASSERT_NE(aggregated, nullptr);
+    ASSERT_GT(aggregated->mNumItems, 3);
+    const std::vector<QStringList> rows = statsRows(run.output);
+    ASSERT_EQ(rows.size(), static_cast<size_t>(aggregated->mNumItems));
+    for (int index = 0; index < aggregated->mNumItems; ++index) {
+        const QStringList& row = rows[static_cast<size_t>(index)];
+        const DataMean& item = aggregated->mItems[index];
+        ASSERT_EQ(row.size(), 5) << row.join(QLatin1Char(' ')).toStdString();
+        EXPECT_EQ(row[0], iso(item.utc.tv_sec, item.utc.tv_nsec));
+        EXPECT_EQ(row[1].toFloat(), item.min);
+        EXPECT_EQ(row[2].toFloat(), item.mean);
+        EXPECT_EQ(row[3].toFloat(), item.max);
+        EXPECT_EQ(row[4], QStringLiteral("0x%1").arg(item.quality, 8, 16, QLatin1Char('0')));
+    }
+}
+
+TEST_F(QzloggerStatsTest, ValuesWithoutAnIntervalTakeAStepOfAtMostAHundredRows)
+{
+    writeValues();
+    const ToolRun run =
+        stats({kValueId, QStringLiteral("--from"), iso(kDay + 300), QStringLiteral("--to"), iso(kDay + 329)});
+    ASSERT_EQ(run.status, 0) << run.output.toStdString();
+    EXPECT_TRUE(run.output.startsWith(
+        QStringLiteral("%1  VTQ, %2 to %3, interval 1 s\n").arg(kValueId, iso(kDay + 300), iso(kDay + 329))))
+        << run.output.toStdString();
+    const PtrLoggerResultAggregatedFloat aggregated =
+        mApi->getAggregatedVtqValues(kValueId, at(kDay + 300), at(kDay + 329), 1, -1);
+    ASSERT_NE(aggregated, nullptr);
+    const std::vector<QStringList> rows = statsRows(run.output);
+    ASSERT_EQ(rows.size(), static_cast<size_t>(aggregated->mNumItems));
+    ASSERT_FALSE(rows.empty());
+    EXPECT_EQ(rows.back()[2].toFloat(), aggregated->mItems[aggregated->mNumItems - 1].mean);
+
+    const ToolRun days =
+        stats({kValueId, QStringLiteral("--from"), iso(kDay), QStringLiteral("--to"), iso(kDay + 2 * 86400)});
+    ASSERT_EQ(days.status, 0) << days.output.toStdString();
+    EXPECT_TRUE(days.output.contains(QStringLiteral(", interval 3600 s\n"))) << days.output.toStdString();
+}
+
+TEST_F(QzloggerStatsTest, PqEventsGiveTheClassTableOfTheReadApi)
+{
+    writePqEvents();
+    const ToolRun run =
+        stats({kPqId, QStringLiteral("--from"), iso(kDay), QStringLiteral("--to"), iso(kDay + 300)});
+    ASSERT_EQ(run.status, 0) << run.output.toStdString();
+    const DataEventClass35 table = mApi->getPqEventClasses(kPqId, at(kDay), at(kDay + 300), -1);
+    const std::vector<QStringList> rows = statsRows(run.output);
+    ASSERT_EQ(rows.size(), 6u) << run.output.toStdString();
+    for (int row = 0; row < 5; ++row) {
+        ASSERT_EQ(rows[static_cast<size_t>(row)].size(), 8) << run.output.toStdString();
+        for (int column = 0; column < 7; ++column)
+            EXPECT_EQ(rows[static_cast<size_t>(row)][column + 1].toInt(), table.counters[row][column])
+                << row << " " << column;
+    }
+    EXPECT_EQ(rows[0][3], QStringLiteral("1"));
+    EXPECT_EQ(rows[1][5], QStringLiteral("1"));
+    EXPECT_EQ(rows[5].join(QLatin1Char(' ')),
+              QStringLiteral("3 events, 1 of them not classified (shorter than 20 ms or longer than 60 s)"));
+}
+
+TEST_F(QzloggerStatsTest, StatsChangeNoByteOfTheStoreLiveOrOnACard)
+{
+    writeMeans();
+    const std::map<QString, QByteArray> before = fileHashesBelow(card());
+    ASSERT_FALSE(before.empty());
+    const ToolRun live = runToolLive({QStringLiteral("stats"), kMeanId, QStringLiteral("--from"), iso(kDay),
+                                      QStringLiteral("--to"), QStringLiteral("now")});
+    EXPECT_EQ(live.status, 0) << live.output.toStdString();
+    EXPECT_GE(statsRows(live.output).size(), 1u) << live.output.toStdString();
+    const ToolRun onCard =
+        stats({kMeanId, QStringLiteral("--from=") + iso(kDay), QStringLiteral("--to=now")});
+    EXPECT_EQ(onCard.status, 0) << onCard.output.toStdString();
+    EXPECT_EQ(fileHashesBelow(card()), before);
+}
+
+TEST_F(QzloggerStatsTest, BadCommandLinesAreOneLineAndExitTwo)
+{
+    writeMeans();
+    writeAlarms();
+    writePqEvents();
+    const QStringList range{QStringLiteral("--from"), iso(kDay), QStringLiteral("--to"), iso(kDay + 60)};
+    const struct {
+        QStringList arguments;
+        QString message;
+    } cases[] = {
+        {{kMeanId, QStringLiteral("--to"), iso(kDay)},
+         QStringLiteral("qzlogger stats: wants --from T: see qzlogger stats --help")},
+        {{kMeanId, QStringLiteral("--from"), iso(kDay)},
+         QStringLiteral("qzlogger stats: wants --to T: see qzlogger stats --help")},
+        {QStringList{kMeanId, QStringLiteral("--interval"), QStringLiteral("0")} + range,
+         QStringLiteral("qzlogger stats: --interval 0 is no count: give a whole number of 1 or more")},
+        {QStringList{kPqId, QStringLiteral("--interval"), QStringLiteral("60")} + range,
+         QStringLiteral(
+             "qzlogger stats: %1 holds PQ events, which give one class table for the range: leave out "
+             "--interval")
+             .arg(kPqId)},
+        {QStringList{kAlarmId} + range,
+         QStringLiteral(
+             "qzlogger stats: %1 holds EVENT items; stats takes MEAN, VTQ and DTQ values and PQ events: "
+             "qzlogger dump %1 gives the items")
+             .arg(kAlarmId)},
+        {QStringList{QStringLiteral("no.such.id")} + range,
+         QStringLiteral("qzlogger stats: unknown identification no.such.id: qzlogger ls lists the store's "
+                        "identifications")},
+        {QStringList{kMeanId, QStringLiteral("--from"), QStringLiteral("-1y"), QStringLiteral("--to"),
+                     QStringLiteral("now")},
+         QStringLiteral(
+             "qzlogger stats: --from -1y is no time: give ISO 8601 such as 2024-05-01T10:00:00Z, seconds "
+             "since 1970, now, or -90s, -15m, -1h, -7d")},
+        {QStringList{kMeanId, QStringLiteral("--from"), QStringLiteral("now"), QStringLiteral("--to"),
+                     QStringLiteral("-1h")},
+         QString()},
+    };
+    for (const auto& bad : cases) {
+        const ToolRun run = stats(bad.arguments);
+        EXPECT_EQ(run.status, 2) << bad.arguments.join(QLatin1Char(' ')).toStdString();
+        if (!bad.message.isEmpty())
+            EXPECT_EQ(run.output, bad.message);
+        else
+            EXPECT_TRUE(run.output.startsWith(QStringLiteral("qzlogger stats: --from ")) &&
+                        run.output.endsWith(QStringLiteral(": give the earlier time with --from")))
+                << run.output.toStdString();
+        EXPECT_EQ(run.output.count(QLatin1Char('\n')), 0) << run.output.toStdString();
+    }
 }
