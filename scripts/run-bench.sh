@@ -5,10 +5,11 @@ top="$(cd "$(dirname "$0")/.." && pwd)"
 "$top/scripts/setup-debian.sh"
 build="$top/build"
 cmake -S "$top" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo
-cmake --build "$build" -j"$(nproc)" --target qzlogger_bench_datafile qzlogger_bench_writepath qzlogger_bench_readframe qzlogger_bench_quota qzlogger_bench_pagedread qzlogger_bench_computed
+cmake --build "$build" -j"$(nproc)" --target qzlogger_bench_datafile qzlogger_bench_writepath qzlogger_bench_readframe qzlogger_bench_quota qzlogger_bench_pagedread qzlogger_bench_computed qzlogger_bench_dump
 "$build/bench/qzlogger_bench_datafile" "$@"
 "$build/bench/qzlogger_bench_writepath" "$@"
 "$build/bench/qzlogger_bench_readframe" "$@"
 "$build/bench/qzlogger_bench_quota" "$@"
 "$build/bench/qzlogger_bench_pagedread" "$@"
 "$build/bench/qzlogger_bench_computed" "$@"
+"$build/bench/qzlogger_bench_dump" "$@"
