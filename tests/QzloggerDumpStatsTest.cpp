@@ -26,7 +26,11 @@
 #include <QTemporaryDir>
 
 #include <cmath>
+#include <cstring>
 #include <memory>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -194,6 +198,45 @@ protected:
     TypedTestLogger<DataPqEvent> mPqEvents{LoggerType::PQEVENT, LoggerDataType::PQEVENT, kPqId, 0.0};
     LoggerEventAlarm mAlarms;
 };
+
+// Runs the tool with its standard error stream on a pseudo-terminal and its standard output into
+// /dev/null; answers what the terminal showed, and the exit status in status (-1 where it did
+// not run).
+QByteArray runOnTerminal(const QStringList& arguments, int& status)
+{
+    status = -1;
+    int terminal = -1;
+    int child = -1;
+    if (openpty(&terminal, &child, nullptr, nullptr, nullptr) != 0)
+        return {};
+    std::vector<QByteArray> words{QFile::encodeName(qzloggerProgram())};
+    for (const QString& argument : arguments)
+        words.push_back(argument.toLocal8Bit());
+    std::vector<char*> argv;
+    for (QByteArray& word : words)
+        argv.push_back(word.data());
+    argv.push_back(nullptr);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        close(terminal);
+        dup2(child, STDERR_FILENO);
+        if (std::freopen("/dev/null", "w", stdout) == nullptr)
+            _exit(126);
+        execv(argv[0], argv.data());
+        _exit(127);
+    }
+    close(child);
+    QByteArray shown;
+    char buffer[4096];
+    // The terminal gives EIO once the program and its last descriptor of it are gone.
+    for (ssize_t length = 0; (length = read(terminal, buffer, sizeof(buffer))) > 0;)
+        shown.append(buffer, static_cast<int>(length));
+    close(terminal);
+    int wstatus = 0;
+    if (pid > 0 && waitpid(pid, &wstatus, 0) == pid && WIFEXITED(wstatus))
+        status = WEXITSTATUS(wstatus);
+    return shown;
+}
 
 class QzloggerStatsTest : public QzloggerDumpTest {
 protected:
@@ -456,6 +499,23 @@ TEST_F(QzloggerDumpTest, BadCommandLinesAreOneLineAndExitTwo)
         EXPECT_TRUE(run.standardOutput.isEmpty()) << run.standardOutput.toStdString();
     }
     EXPECT_EQ(QDir(folder.path()).entryList(QDir::NoDotAndDotDot | QDir::AllEntries), QStringList());
+}
+
+TEST_F(QzloggerDumpTest, ProgressShowsOnATerminalAndNowhereElse)
+{
+    writeMeans();
+    int status = -1;
+    const QByteArray shown = runOnTerminal({QStringLiteral("--card"), card(), QStringLiteral("dump"), kMeanId,
+                                            QStringLiteral("--out"), QStringLiteral("-")},
+                                           status);
+    EXPECT_EQ(status, 0) << shown.toStdString();
+    EXPECT_TRUE(shown.contains("qzlogger dump: 40 of 40 items (100 %)")) << shown.toStdString();
+    // The line is cleared at the end, so that the prompt comes back on an empty line.
+    EXPECT_TRUE(shown.endsWith("\r\033[K")) << shown.toStdString();
+
+    const ToolRun piped = dump({kMeanId});
+    EXPECT_EQ(piped.status, 0);
+    EXPECT_EQ(piped.output.toUtf8(), piped.standardOutput.trimmed());
 }
 
 TEST_F(QzloggerDumpTest, DumpTellsOfItselfWithHelp)
