@@ -425,6 +425,8 @@ TEST_F(QzloggerDumpTest, PqEventsComeWithTheirClassAsTheClassTableCountsThem)
     ASSERT_GE(durationColumn, 0);
     ASSERT_EQ(depthColumn, durationColumn + 1);
     EXPECT_EQ(rows[1][durationColumn] + QLatin1Char('/') + rows[1][depthColumn], QStringLiteral("0/2"));
+    // A duration is a span in seconds, not a time.
+    EXPECT_EQ(rows[1][rows[0].indexOf(QStringLiteral("duration"))], QStringLiteral("0.100000000"));
     EXPECT_EQ(rows[2][durationColumn] + QLatin1Char('/') + rows[2][depthColumn], QStringLiteral("1/4"));
     EXPECT_EQ(rows[3][durationColumn] + QLatin1Char('/') + rows[3][depthColumn], QStringLiteral("/"));
     const DataEventClass35 table = mApi->getPqEventClasses(kPqId, at(kDay), at(kDay + 300), -1);

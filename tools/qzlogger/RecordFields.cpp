@@ -24,7 +24,8 @@ int elementsBehind(int itemSize, int offset, int elementSize)
 int elementSize(FieldKind kind)
 {
     switch (kind) {
-    case FieldKind::Time: return static_cast<int>(sizeof(DataTimespec));
+    case FieldKind::Time:
+    case FieldKind::Duration: return static_cast<int>(sizeof(DataTimespec));
     case FieldKind::Short: return 2;
     case FieldKind::Double: return 8;
     case FieldKind::Complex: return 8;
@@ -60,7 +61,7 @@ std::vector<Field> pqEventFields()
 {
     std::vector<Field> fields = {
         kUtc,
-        {"duration", offsetof(DataPqEvent, duration), FieldKind::Time},
+        {"duration", offsetof(DataPqEvent, duration), FieldKind::Duration},
         {"triggerType", offsetof(DataPqEvent, triggerType), FieldKind::Signed},
         {"triggerSource", offsetof(DataPqEvent, triggerSource), FieldKind::Signed},
         {"systemType", offsetof(DataPqEvent, systemType), FieldKind::Signed},
@@ -267,6 +268,16 @@ void appendElement(const Field& field, const char* item, int element, Style styl
         if (json)
             out.append('"');
         break;
+    case FieldKind::Duration: {
+        // Seconds and nanoseconds as one decimal number; a negative span keeps its sign once.
+        const DataTimespec span = load<DataTimespec>(at);
+        long long nanoseconds = static_cast<long long>(span.tv_sec) * 1000000000LL + span.tv_nsec;
+        const char* sign = nanoseconds < 0 ? "-" : "";
+        if (nanoseconds < 0)
+            nanoseconds = -nanoseconds;
+        appendFormatted(out, "%s%lld.%09lld", sign, nanoseconds / 1000000000LL, nanoseconds % 1000000000LL);
+        break;
+    }
     case FieldKind::Unsigned: appendFormatted(out, "%u", load<uint32_t>(at)); break;
     case FieldKind::Signed: appendFormatted(out, "%d", load<int32_t>(at)); break;
     case FieldKind::Short: appendFormatted(out, "%d", load<int16_t>(at)); break;

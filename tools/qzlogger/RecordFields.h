@@ -13,6 +13,7 @@ namespace qzcli {
 
 enum class FieldKind {
     Time,     // DataTimespec: ISO 8601 UTC with nanoseconds
+    Duration, // DataTimespec of a span: seconds with nine decimals
     Unsigned, // 32-bit
     Signed,   // 32-bit
     Short,    // 16-bit, signed
