@@ -329,6 +329,23 @@ TEST_F(QzloggerVerifyStoreTest, ACorruptedPageOfTheCatalogueIsAFindingOfItsInteg
     EXPECT_FALSE(run.output.contains(QStringLiteral(", 0 findings"))) << run.output.toStdString();
 }
 
+TEST_F(QzloggerVerifyStoreTest, ARowThatRefersToNoRowIsAFindingOfTheForeignKeyCheck)
+{
+    ASSERT_FALSE(copyCard().isEmpty());
+    // Without foreign keys on, the file's row goes and the logger's list still names it.
+    EXPECT_EQ(
+        execute(catalogueCopy(), QByteArrayLiteral("DELETE FROM \"LoggerFileInfoMeasure\" WHERE \"Id\" = ") +
+                                     QByteArray::number(rowOf(mRolling, 0)->Id)),
+        1);
+    const ToolRun run = verifyCopy();
+    EXPECT_EQ(run.status, 1) << run.output.toStdString();
+    EXPECT_TRUE(run.output.startsWith(catalogueCopy() + QStringLiteral(": foreign_key_check: row ")))
+        << run.output.toStdString();
+    EXPECT_TRUE(run.output.contains(
+        QStringLiteral(" of DefnMeasureType_FileInfos refers to no row of LoggerFileInfoMeasure\n")))
+        << run.output.toStdString();
+}
+
 TEST_F(QzloggerVerifyStoreTest, ACatalogueThatIsNoDatabaseIsExitTwoInOneLine)
 {
     ASSERT_FALSE(copyCard().isEmpty());
