@@ -14,11 +14,13 @@
 
 #include <gtest/gtest.h>
 
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <sqlite3.h>
 
@@ -159,6 +161,45 @@ bool append(const QString& path, const QByteArray& bytes)
     QFile file(path);
     return file.open(QIODevice::Append) && file.write(bytes) == bytes.size();
 }
+
+// The configuration of the live store as runToolLive writes it, for runs that change a setting
+// or that go on beside the test.
+ConfigurationText liveConfiguration()
+{
+    return ConfigurationText()
+        .without("targetPath")
+        .set("fileDir", QByteArrayLiteral("data"))
+        .set("dbName", QByteArrayLiteral("logger.db"));
+}
+
+// A configuration folder named by XDG_CONFIG_HOME while the object lives, so that the tool
+// started meanwhile finds the live store through it.
+class LiveConfiguration {
+public:
+    explicit LiveConfiguration(const ConfigurationText& text)
+        : mHad(qEnvironmentVariableIsSet("XDG_CONFIG_HOME")), mEarlier(qgetenv("XDG_CONFIG_HOME"))
+    {
+        mValid = mFolder.isValid() && text.writeTo(mFolder.filePath(QStringLiteral("database.xml")));
+        qputenv("XDG_CONFIG_HOME", QFile::encodeName(mFolder.path()));
+    }
+    ~LiveConfiguration()
+    {
+        if (mHad)
+            qputenv("XDG_CONFIG_HOME", mEarlier);
+        else
+            qunsetenv("XDG_CONFIG_HOME");
+    }
+    LiveConfiguration(const LiveConfiguration&) = delete;
+    LiveConfiguration& operator=(const LiveConfiguration&) = delete;
+
+    bool isValid() const { return mValid; }
+
+private:
+    QTemporaryDir mFolder;
+    bool mHad;
+    QByteArray mEarlier;
+    bool mValid = false;
+};
 
 QStringList linesOf(const ToolRun& run)
 {
@@ -374,23 +415,8 @@ protected:
 // The tool on the live store, with a configuration whose EVENT/EVENT quota is given.
 ToolRun verifyLiveWithEventQuota(const QByteArray& quota)
 {
-    QTemporaryDir configuration;
-    if (!configuration.isValid() || !ConfigurationText()
-                                         .without("targetPath")
-                                         .set("fileDir", QByteArrayLiteral("data"))
-                                         .set("dbName", QByteArrayLiteral("logger.db"))
-                                         .set("eventAlarm", quota)
-                                         .writeTo(configuration.filePath(QStringLiteral("database.xml"))))
-        return ToolRun();
-    const QByteArray earlier = qgetenv("XDG_CONFIG_HOME");
-    const bool had = qEnvironmentVariableIsSet("XDG_CONFIG_HOME");
-    qputenv("XDG_CONFIG_HOME", QFile::encodeName(configuration.path()));
-    const ToolRun run = runTool({QStringLiteral("verify")});
-    if (had)
-        qputenv("XDG_CONFIG_HOME", earlier);
-    else
-        qunsetenv("XDG_CONFIG_HOME");
-    return run;
+    LiveConfiguration live(liveConfiguration().set("eventAlarm", quota));
+    return live.isValid() ? runTool({QStringLiteral("verify")}) : ToolRun();
 }
 
 TEST_F(QzloggerVerifyQuotaTest, AFamilyAboveItsQuotaIsAFinding)
@@ -451,4 +477,33 @@ TEST_F(QzloggerVerifyStoreTest, OnATerminalProgressIsShownAndCleared)
     EXPECT_TRUE(terminal.contains('\r' + QByteArray(progress.size(), ' ') + '\r')) << terminal.toStdString();
     EXPECT_TRUE(terminal.endsWith('\r' + kSoundSummary.toLatin1() + QByteArrayLiteral("\r\n")))
         << terminal.toStdString();
+}
+
+// The writer goes on writing while verify runs, a file to each block: the newest file grows
+// and files are begun beside the reads.
+TEST_F(QzloggerVerifyStoreTest, AStoreThatItsWriterWritesMeanwhileHasNoFindings)
+{
+    LiveConfiguration live(liveConfiguration());
+    ASSERT_TRUE(live.isValid());
+    QProcess process;
+    process.start(qzloggerProgram(), {QStringLiteral("verify")});
+    ASSERT_TRUE(process.waitForStarted(10000));
+    const QDeadlineTimer deadline(60000);
+    int32_t next = kDay + 120;
+    int blocks = 0;
+    while (!process.waitForFinished(2) && !deadline.hasExpired()) {
+        const QByteArray items = testItems(testSeconds(next, 10), kBlockSize);
+        ASSERT_NE(mRolling.writeDatas(items.constData(), 10, true, true), nullptr);
+        next += 10;
+        ++blocks;
+    }
+    ASSERT_EQ(process.state(), QProcess::NotRunning) << "verify did not end within 60 s";
+    const QString output =
+        QString::fromLocal8Bit(process.readAllStandardOutput() + process.readAllStandardError()).trimmed();
+    EXPECT_EQ(process.exitCode(), 0) << output.toStdString();
+    EXPECT_GT(blocks, 0);
+    EXPECT_TRUE(QRegularExpression(QStringLiteral("^verify: 2 loggers, \\d+ files, 0 findings$"))
+                    .match(output)
+                    .hasMatch())
+        << output.toStdString();
 }
