@@ -116,11 +116,11 @@ TEST_F(QzloggerToolTest, AnUnknownCommandIsOneLineThatNamesTheCommandsAndExitTwo
     const ToolRun run = runTool({QStringLiteral("bogus")});
     EXPECT_EQ(run.status, 2);
     EXPECT_EQ(run.output,
-              QStringLiteral("qzlogger: unknown command bogus: give one of info, ls, files, dump, stats"));
+              QStringLiteral("qzlogger: unknown command bogus: give one of info, ls, files, dump, stats, verify"));
     const ToolRun help = runTool({QStringLiteral("help"), QStringLiteral("bogus")});
     EXPECT_EQ(help.status, 2);
     EXPECT_EQ(help.output,
-              QStringLiteral("qzlogger: unknown command bogus: give one of info, ls, files, dump, stats"));
+              QStringLiteral("qzlogger: unknown command bogus: give one of info, ls, files, dump, stats, verify"));
 }
 
 TEST_F(QzloggerToolTest, NoCommandIsAUsageError)
@@ -130,7 +130,7 @@ TEST_F(QzloggerToolTest, NoCommandIsAUsageError)
     EXPECT_EQ(
         run.output,
         QStringLiteral(
-            "qzlogger: no command given: give one of info, ls, files, dump, stats, or see qzlogger --help"));
+            "qzlogger: no command given: give one of info, ls, files, dump, stats, verify, or see qzlogger --help"));
 }
 
 TEST_F(QzloggerToolTest, AnUnknownOptionIsAUsageError)

@@ -61,6 +61,17 @@ const Command kCommands[] = {
      "reference (columns), and the count of events outside the table. Every event of the range is\n"
      "counted, a chunk at a time.\n",
      runStats},
+    {"verify", "verify", "the whole store checked: catalogue, files, items and quotas",
+     "\nChecks the whole store and changes no byte of it: the catalogue with SQLite's integrity_check\n"
+     "and foreign_key_check; that each catalogued file is on the card and each data file on the\n"
+     "card is catalogued; that each file's header and range agree with its row; that no file ends\n"
+     "in an item cut short; that the items of each file, and of a logger's files one after the\n"
+     "other, ascend in time; and that no family holds more than its quota. The newest file of a\n"
+     "logger is still being written: its range may lag behind its items and its last item may be\n"
+     "half written. One line per finding, \"<where>: <what>\", then \"verify: N loggers, M files,\n"
+     "K findings\". On a terminal the standard error stream shows how far it is. Exit status 1\n"
+     "where there are findings.\n",
+     runVerify},
 };
 
 } // namespace

@@ -22,5 +22,6 @@ int runList(const Invocation& invocation);
 int runFiles(const Invocation& invocation);
 int runDump(const Invocation& invocation);
 int runStats(const Invocation& invocation);
+int runVerify(const Invocation& invocation);
 
 } // namespace qzcli

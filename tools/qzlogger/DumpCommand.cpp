@@ -270,7 +270,7 @@ int runDump(const Invocation& invocation)
         return kExitUsage;
     }
     ChunkFormatter formatter(*api, logger->baseType, layout, format);
-    Progress progress(invocation.command);
+    Progress progress;
     long long done = 0;
     bool written = output.write(formatter.header());
     QByteArray text;
@@ -283,7 +283,12 @@ int runDump(const Invocation& invocation)
             written = output.write(text);
         }
         done += count;
-        progress.show(done, stream.itemCount(), "items");
+        progress.show(QStringLiteral("qzlogger %1: %2 of %3 %4 (%5 %)")
+                          .arg(invocation.command)
+                          .arg(done)
+                          .arg(stream.itemCount())
+                          .arg(QStringLiteral("items"))
+                          .arg(stream.itemCount() > 0 ? 100 * done / stream.itemCount() : 100));
         return written;
     });
     if (!written || !output.finish()) {

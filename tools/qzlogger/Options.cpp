@@ -2,8 +2,6 @@
 
 #include "TimeText.h"
 
-#include <QElapsedTimer>
-
 #include <climits>
 #include <cstdio>
 #include <unistd.h>
@@ -98,38 +96,37 @@ bool parseCount(const Invocation& invocation, const QString& name, const QString
 
 namespace {
 
-long long monotonicMilliseconds()
-{
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
-}
+// The least time between two updates of the progress line.
+constexpr qint64 kProgressMilliseconds = 100;
 
 } // namespace
 
-Progress::Progress(const QString& command) : mCommand(command), mTerminal(isatty(fileno(stderr)) == 1)
+Progress::Progress() : mShown(::isatty(::fileno(stderr)) != 0)
 {
+    mClock.start();
 }
 
-Progress::~Progress()
+void Progress::show(const QString& text)
 {
-    if (mShown)
-        std::fputs("\r\033[K", stderr);
+    if (!mShown || (mWidth > 0 && mClock.elapsed() < kProgressMilliseconds))
+        return;
+    mClock.restart();
+    write(text);
 }
 
-void Progress::show(long long done, long long total, const char* unit)
+void Progress::clear()
 {
-    if (!mTerminal)
-        return;
-    const long long now = monotonicMilliseconds();
-    if (mShown && now - mLastShown < 200 && done < total)
-        return;
-    mLastShown = now;
-    mShown = true;
-    const double share = total > 0 ? 100.0 * static_cast<double>(done) / static_cast<double>(total) : 100.0;
-    std::fprintf(stderr, "\r\033[Kqzlogger %s: %lld of %lld %s (%.0f %%)", mCommand.toLocal8Bit().constData(),
-                 done, total, unit, share);
+    if (mWidth > 0)
+        write(QString());
+    mWidth = 0;
+}
+
+void Progress::write(const QString& text)
+{
+    const QByteArray bytes = ('\r' + text.leftJustified(mWidth) + '\r').toLocal8Bit();
+    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stderr);
     std::fflush(stderr);
+    mWidth = static_cast<int>(text.size());
 }
 
 } // namespace qzcli

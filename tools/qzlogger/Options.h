@@ -2,6 +2,7 @@
 
 #include "Cli.h"
 
+#include <QElapsedTimer>
 #include <QMap>
 #include <QString>
 #include <QStringList>
@@ -30,24 +31,27 @@ bool parseRange(const Invocation& invocation, const Options& options, bool requi
 // A count of at least 1; false after a complaint.
 bool parseCount(const Invocation& invocation, const QString& name, const QString& text, long long& count);
 
-// Where the store's read of a long run shows how far it is: on a terminal, one line on the
-// standard error stream that is written over and cleared at the end; nothing where the standard
-// error stream is not a terminal.
+// The progress line of a long run on a terminal: one line on the standard error stream,
+// overwritten in place and cleared at the end, so that neither the output nor a file it goes to
+// holds it; nothing where the standard error stream is not a terminal.
 class Progress {
 public:
-    explicit Progress(const QString& command);
-    ~Progress();
+    Progress();
+    ~Progress() { clear(); }
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    // done of total (units such as "items"); shown at most five times a second.
-    void show(long long done, long long total, const char* unit);
+    // Shows the text; the first at once, then at most ten a second.
+    void show(const QString& text);
+    // Before a line goes to the standard output, which may share the terminal.
+    void clear();
 
 private:
-    QString mCommand;
-    bool mTerminal = false;
-    bool mShown = false;
-    long long mLastShown = 0; // milliseconds of the monotonic clock
+    void write(const QString& text);
+
+    bool mShown;
+    int mWidth = 0;
+    QElapsedTimer mClock;
 };
 
 } // namespace qzcli

@@ -89,7 +89,7 @@ int printClassTable(const Invocation& invocation, const DefnBaseType& type, time
     ItemStream stream(type, start, end);
     long long counters[5][7] = {};
     long long unclassified = 0;
-    Progress progress(invocation.command);
+    Progress progress;
     long long done = 0;
     const bool read = stream.search() && stream.run([&](const char* items, int count) {
         if (stream.itemSize() != static_cast<int>(sizeof(DataPqEvent)))
@@ -105,7 +105,12 @@ int printClassTable(const Invocation& invocation, const DefnBaseType& type, time
                 ++unclassified;
         }
         done += count;
-        progress.show(done, stream.itemCount(), "events");
+        progress.show(QStringLiteral("qzlogger %1: %2 of %3 %4 (%5 %)")
+                          .arg(invocation.command)
+                          .arg(done)
+                          .arg(stream.itemCount())
+                          .arg(QStringLiteral("events"))
+                          .arg(stream.itemCount() > 0 ? 100 * done / stream.itemCount() : 100));
         return true;
     });
     if (!read) {
