@@ -222,21 +222,13 @@ int runDump(const Invocation& invocation)
         !parseCount(invocation, QStringLiteral("last"), options.values.value(QStringLiteral("last")), last))
         return kExitUsage;
 
-    // "-" names the operator log, as ls shows it.
     const QString word = options.operands.first();
-    const QString id = word == QLatin1String("-") ? QString() : word;
     OpenedStore store(invocation);
     if (!store.isOpen())
         return kExitUsage;
-    const std::unique_ptr<FoundLogger> logger = findLogger(store.api(), store.catalogue(), id);
-    if (!logger || !logger->baseType) {
-        complain(invocation,
-                 logger ? QStringLiteral("the catalogue entry of %1 cannot be read").arg(word)
-                        : QStringLiteral(
-                              "unknown identification %1: qzlogger ls lists the store's identifications")
-                              .arg(word));
+    const std::unique_ptr<FoundLogger> logger = loggerOfWord(invocation, store, word);
+    if (!logger)
         return kExitUsage;
-    }
     const LoggerDataType dataType = logger->baseType->mDataType;
     ItemStream stream(*logger->baseType, start, end);
     if (!stream.search()) {

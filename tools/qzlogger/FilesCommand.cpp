@@ -22,19 +22,13 @@ int runFiles(const Invocation& invocation)
                  QStringLiteral("wants one identification: qzlogger files ID (qzlogger ls lists them)"));
         return kExitUsage;
     }
-    const QString id = word == QLatin1String("-") ? QString() : word;
     OpenedStore store(invocation);
     if (!store.isOpen())
         return kExitUsage;
-    const std::unique_ptr<FoundLogger> logger = findLogger(store.api(), store.catalogue(), id);
-    if (!logger || !logger->baseType) {
-        complain(invocation, logger
-                                 ? QStringLiteral("the catalogue entry of %1 cannot be read").arg(id)
-                                 : QStringLiteral("unknown identification %1: qzlogger ls lists the store's "
-                                                  "identifications")
-                                       .arg(id));
+    const std::unique_ptr<FoundLogger> logger = loggerOfWord(invocation, store, word);
+    if (!logger)
         return kExitUsage;
-    }
+    const QString id = logger->id;
     const DefnBaseType& type = *logger->baseType;
     const int count = type.getFileListSize();
     printLine(QStringLiteral("%1  %2 %3, %4 file%5")

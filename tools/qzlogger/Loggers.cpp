@@ -44,4 +44,23 @@ std::unique_ptr<FoundLogger> findLogger(LoggerApiInterface& api, LoggerApiBase& 
     return nullptr;
 }
 
+std::unique_ptr<FoundLogger> loggerOfWord(const Invocation& invocation, OpenedStore& store,
+                                          const QString& word)
+{
+    // "-" names the operator log, which has no identification, as ls shows it.
+    const QString id = word == QLatin1String("-") ? QString() : word;
+    std::unique_ptr<FoundLogger> logger = findLogger(store.api(), store.catalogue(), id);
+    if (!logger) {
+        complain(invocation,
+                 QStringLiteral("unknown identification %1: qzlogger ls lists the store's identifications")
+                     .arg(word));
+        return nullptr;
+    }
+    if (!logger->baseType) {
+        complain(invocation, QStringLiteral("the catalogue entry of %1 cannot be read").arg(word));
+        return nullptr;
+    }
+    return logger;
+}
+
 } // namespace qzcli

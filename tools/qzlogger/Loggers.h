@@ -1,5 +1,8 @@
 #pragma once
 
+#include "Cli.h"
+#include "Store.h"
+
 #include <qzlogger.h>
 
 #include <QString>
@@ -30,6 +33,10 @@ struct FoundLogger {
 // The logger of that identification, in the first family that lists it; nothing where no
 // family does.
 std::unique_ptr<FoundLogger> findLogger(LoggerApiInterface& api, LoggerApiBase& catalogue, const QString& id);
+// The logger that a word of the command line names, "-" the operator log, in the open store;
+// null after a one-line complaint where the store does not know it or its entry cannot be read.
+std::unique_ptr<FoundLogger> loggerOfWord(const Invocation& invocation, OpenedStore& store,
+                                          const QString& word);
 // The catalogued type of a listed logger; null where it cannot be read.
 std::shared_ptr<DefnBaseType> readType(LoggerApiBase& catalogue, LoggerType type, const QString& id);
 

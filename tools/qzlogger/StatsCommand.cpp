@@ -174,15 +174,9 @@ int runStats(const Invocation& invocation)
     OpenedStore store(invocation);
     if (!store.isOpen())
         return kExitUsage;
-    const std::unique_ptr<FoundLogger> logger = findLogger(store.api(), store.catalogue(), id);
-    if (!logger || !logger->baseType) {
-        complain(invocation,
-                 logger ? QStringLiteral("the catalogue entry of %1 cannot be read").arg(id)
-                        : QStringLiteral(
-                              "unknown identification %1: qzlogger ls lists the store's identifications")
-                              .arg(id));
+    const std::unique_ptr<FoundLogger> logger = loggerOfWord(invocation, store, id);
+    if (!logger)
         return kExitUsage;
-    }
     const LoggerDataType dataType = logger->baseType->mDataType;
     const QString typeText = LoggerDebug::getLoggerDataTypeString(dataType);
     if (dataType == LoggerDataType::PQEVENT) {
