@@ -115,19 +115,21 @@ TEST_F(QzloggerToolTest, AnUnknownCommandIsOneLineThatNamesTheCommandsAndExitTwo
 {
     const ToolRun run = runTool({QStringLiteral("bogus")});
     EXPECT_EQ(run.status, 2);
-    EXPECT_EQ(run.output, QStringLiteral("qzlogger: unknown command bogus: give one of info, ls, files"));
+    EXPECT_EQ(run.output,
+              QStringLiteral("qzlogger: unknown command bogus: give one of info, ls, files, plot"));
     const ToolRun help = runTool({QStringLiteral("help"), QStringLiteral("bogus")});
     EXPECT_EQ(help.status, 2);
-    EXPECT_EQ(help.output, QStringLiteral("qzlogger: unknown command bogus: give one of info, ls, files"));
+    EXPECT_EQ(help.output,
+              QStringLiteral("qzlogger: unknown command bogus: give one of info, ls, files, plot"));
 }
 
 TEST_F(QzloggerToolTest, NoCommandIsAUsageError)
 {
     const ToolRun run = runTool({});
     EXPECT_EQ(run.status, 2);
-    EXPECT_EQ(
-        run.output,
-        QStringLiteral("qzlogger: no command given: give one of info, ls, files, or see qzlogger --help"));
+    EXPECT_EQ(run.output,
+              QStringLiteral(
+                  "qzlogger: no command given: give one of info, ls, files, plot, or see qzlogger --help"));
 }
 
 TEST_F(QzloggerToolTest, AnUnknownOptionIsAUsageError)

@@ -31,6 +31,19 @@ const Command kCommands[] = {
      "newest file of a logger is still being written: a row that ends before its last item there\n"
      "is the catalogue lagging, not a fault. Exit status 1 where a file and its row disagree.\n",
      runFiles},
+    {"plot", "plot ID --from T --to T --out FILE.png|FILE.svg [--size WxH]",
+     "a chart of one logger over a range of time, as a PNG or SVG file",
+     "\nDraws the items of the logger ID from --from to --to, both included, into FILE, a PNG\n"
+     "image or an SVG file by its suffix, WxH pixels (--size, default 1200x600), the\n"
+     "identification as its title. By the logger's data type: MEAN as a band from minimum to\n"
+     "maximum with the mean as a line, over a range of many items folded onto a coarser grid\n"
+     "of whole seconds; VTQ, DTQ and ITQ as points; HISTOGRAM as bars, the records of the range\n"
+     "merged into per cent of each class; PQEVENT as the 5 x 7 table of the events' classes of\n"
+     "duration and residual voltage with their counts. Time axes are labelled in ISO 8601 UTC.\n"
+     "T is what the other commands take: ISO 8601, a date, seconds since 1970, now, or a time\n"
+     "back from now (-90s, -15m, -1h, -7d). A range without items still gives a chart, which\n"
+     "says so. Prints the file written and what it shows.\n",
+     runPlot},
 };
 
 } // namespace

@@ -20,5 +20,6 @@ const Command* commands(int& count);
 int runInfo(const Invocation& invocation);
 int runList(const Invocation& invocation);
 int runFiles(const Invocation& invocation);
+int runPlot(const Invocation& invocation);
 
 } // namespace qzcli
