@@ -312,6 +312,38 @@ TEST_F(QzloggerPlotStoreTest, SingleValuesArePoints)
     EXPECT_EQ(pixelsNear(image, kBandOverWhite, 3), 0);
 }
 
+TEST_F(QzloggerPlotStoreTest, DoubleAndIntegerValuesArePointsToo)
+{
+    TestLogger doubles{QStringLiteral("energy.plot"), static_cast<int>(sizeof(DataXtq<double>)),
+                       LoggerType::CYCLIC, LoggerDataType::DTQ};
+    TestLogger integers{QStringLiteral("counter.plot"), static_cast<int>(sizeof(DataXtq<int>)),
+                        LoggerType::CYCLIC, LoggerDataType::ITQ};
+    ASSERT_TRUE(doubles.startLogger());
+    ASSERT_TRUE(integers.startLogger());
+    std::vector<DataXtq<double>> energies;
+    std::vector<DataXtq<int>> counts;
+    for (int item = 0; item < 60; ++item) {
+        energies.push_back(DataXtq<double>{{kDay + 10 * item, 0}, 0, 1.0e9 + 1.0e5 * item});
+        counts.push_back(DataXtq<int>{{kDay + 10 * item, 0}, 0, item % 4});
+    }
+    write(doubles, energies);
+    write(integers, counts);
+    for (const auto& [id, type] :
+         {std::pair<QString, QString>{QStringLiteral("energy.plot"), QStringLiteral("DTQ")},
+          std::pair<QString, QString>{QStringLiteral("counter.plot"), QStringLiteral("ITQ")}}) {
+        const QString out = outputFile(id + QStringLiteral(".png"));
+        const ToolRun run = plot(id, at(kDay), at(kDay + 599), out);
+        ASSERT_EQ(run.status, 0) << run.output.toStdString();
+        EXPECT_TRUE(run.output.endsWith(
+            QStringLiteral("CYCLIC %1, 2025-11-22T09:00:00Z to 2025-11-22T09:09:59Z, 60 items").arg(type)))
+            << run.output.toStdString();
+        const QImage image = readPng(out);
+        ASSERT_FALSE(image.isNull());
+        EXPECT_EQ(image.size(), QSize(1200, 600));
+        EXPECT_GE(pixelsNear(image, kLineColour, 0), 16 * 30) << id.toStdString();
+    }
+}
+
 TEST_F(QzloggerPlotStoreTest, AHistogramIsBarsOfTheRecordsOfTheRangeMerged)
 {
     const QString out = outputFile(QStringLiteral("histogram.png"));

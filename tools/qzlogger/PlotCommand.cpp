@@ -751,7 +751,9 @@ void drawTimeChart(QPainter& painter, const QSize& size, double top, const Chart
                        area.bottom() - (value - low) / (high - low) * area.height());
     };
     painter.save();
-    painter.setClipRect(area);
+    // A point on the edge of the area is drawn whole; a band ends there.
+    if (chart.kind == ChartKind::Band)
+        painter.setClipRect(area);
     if (chart.kind == ChartKind::Band) {
         for (const auto& [begin, finish] : runsOf(chart)) {
             QPolygonF band;
