@@ -83,7 +83,7 @@ struct Chart {
     std::vector<double> maxs;
     // Two items further apart than this are not joined; 0 joins every two.
     double gap = 0.0;
-    // The part of the range that the logger's catalogued time range covers, where it covers any:
+    // Where the range and the logger's catalogued time range overlap, the overlap:
     // the time axis spans it and the items.
     std::optional<std::pair<double, double>> loggerSpan;
     // Bars: the value of each class and its per cent.
@@ -214,6 +214,7 @@ bool parseRequest(const Invocation& invocation, PlotRequest& request)
             return false;
         }
     }
+    // One moment for both ends: "--from -1h --to now" is an hour to the nanosecond.
     const timespec now = [] {
         timespec time{};
         clock_gettime(CLOCK_REALTIME, &time);
@@ -255,11 +256,8 @@ bool parseRequest(const Invocation& invocation, PlotRequest& request)
             complain(invocation,
                      QStringLiteral("unknown size %1: give --size WIDTHxHEIGHT in pixels, each from "
                                     "%2 to %3, e.g. --size %4x%5")
-                         .arg(size)
-                         .arg(kSmallestSide)
-                         .arg(kLargestSide)
-                         .arg(kDefaultWidth)
-                         .arg(kDefaultHeight));
+                         .arg(size, QString::number(kSmallestSide), QString::number(kLargestSide),
+                              QString::number(kDefaultWidth), QString::number(kDefaultHeight)));
             return false;
         }
         request.size = *parsed;
@@ -663,7 +661,7 @@ void drawTimeAxis(QPainter& painter, const QRectF& area, const QSize& size, doub
     drawBottomLabels(painter, area, size, labels, true);
 }
 
-// The time span of the axis: the part of the range the logger covers, widened to the items; a
+// The time span of the axis: the overlap of the range and the logger, widened to the items; a
 // second either side where that is one time.
 std::pair<double, double> timeSpan(const Chart& chart)
 {
