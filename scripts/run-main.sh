@@ -161,4 +161,10 @@ else
     "$build/tools/qzlogger/qzlogger" --card "$card" info
     echo "== qzlogger --card $card ls"
     "$build/tools/qzlogger/qzlogger" --card "$card" ls
+    # A chart of the voltage's means over the span, beside the programs the job built: never
+    # into the card's folder, which is the store.
+    chart="$build/main-job-voltage.png"
+    echo "== qzlogger --card $card plot mean_3s.voltage_l1.out.mean_out --from ${span% *} --to ${span#* } --out $chart"
+    "$build/tools/qzlogger/qzlogger" --card "$card" plot mean_3s.voltage_l1.out.mean_out \
+        --from "${span% *}" --to "${span#* }" --out "$chart"
 fi

@@ -2,12 +2,13 @@
 # Installs the Debian 12 packages that building, testing and running the store need, where
 # they are missing: clang with its runtime libraries builds the fuzz target, llvm reports its
 # coverage, doxygen makes the API reference (the target qzlogger_doc), python3 runs the tests'
-# reader of exported files. Safe to run again.
+# reader of exported files, Qt's SVG module and a font let qzlogger plot draw its charts without a
+# display. Safe to run again.
 set -euo pipefail
 
 packages=(
   build-essential cmake pkg-config
-  qtbase5-dev qtbase5-dev-tools
+  qtbase5-dev qtbase5-dev-tools libqt5svg5-dev fonts-dejavu-core
   liblog4cxx-dev libsqlite3-dev sqlite3
   libgtest-dev googletest libbenchmark-dev
   dbus dbus-daemon tzdata

@@ -116,21 +116,21 @@ TEST_F(QzloggerToolTest, AnUnknownCommandIsOneLineThatNamesTheCommandsAndExitTwo
     const ToolRun run = runTool({QStringLiteral("bogus")});
     EXPECT_EQ(run.status, 2);
     EXPECT_EQ(run.output,
-              QStringLiteral("qzlogger: unknown command bogus: give one of info, ls, files, dump, stats, verify"));
+              QStringLiteral(
+                  "qzlogger: unknown command bogus: give one of info, ls, files, dump, stats, plot, verify"));
     const ToolRun help = runTool({QStringLiteral("help"), QStringLiteral("bogus")});
     EXPECT_EQ(help.status, 2);
     EXPECT_EQ(help.output,
-              QStringLiteral("qzlogger: unknown command bogus: give one of info, ls, files, dump, stats, verify"));
+              QStringLiteral(
+                  "qzlogger: unknown command bogus: give one of info, ls, files, dump, stats, plot, verify"));
 }
 
 TEST_F(QzloggerToolTest, NoCommandIsAUsageError)
 {
     const ToolRun run = runTool({});
     EXPECT_EQ(run.status, 2);
-    EXPECT_EQ(
-        run.output,
-        QStringLiteral(
-            "qzlogger: no command given: give one of info, ls, files, dump, stats, verify, or see qzlogger --help"));
+    EXPECT_EQ(run.output, QStringLiteral("qzlogger: no command given: give one of info, ls, files, dump, "
+                                         "stats, plot, verify, or see qzlogger --help"));
 }
 
 TEST_F(QzloggerToolTest, AnUnknownOptionIsAUsageError)

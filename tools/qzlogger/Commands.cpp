@@ -61,6 +61,19 @@ const Command kCommands[] = {
      "reference (columns), and the count of events outside the table. Every event of the range is\n"
      "counted, a chunk at a time.\n",
      runStats},
+    {"plot", "plot ID --from T --to T --out FILE.png|FILE.svg [--size WxH]",
+     "a chart of one logger over a range of time, as a PNG or SVG file",
+     "\nDraws the items of the logger ID from --from to --to, both included, into FILE, a PNG\n"
+     "image or an SVG file by its suffix, WxH pixels (--size, default 1200x600), the\n"
+     "identification as its title. By the logger's data type: MEAN as a band from minimum to\n"
+     "maximum with the mean as a line, over a range of many items folded onto a coarser grid\n"
+     "of whole seconds; VTQ, DTQ and ITQ as points; HISTOGRAM as bars, the records of the range\n"
+     "merged into per cent of each class; PQEVENT as the 5 x 7 table of the events' classes of\n"
+     "duration and residual voltage with their counts. Time axes are labelled in ISO 8601 UTC.\n"
+     "T is what the other commands take: ISO 8601, a date, seconds since 1970, now, or a time\n"
+     "back from now (-90s, -15m, -1h, -7d). A range without items still gives a chart, which\n"
+     "says so. Prints the file written and what it shows.\n",
+     runPlot},
     {"verify", "verify", "the whole store checked: catalogue, files, items and quotas",
      "\nChecks the whole store and changes no byte of it: the catalogue with SQLite's integrity_check\n"
      "and foreign_key_check; that each catalogued file is on the card and each data file on the\n"

@@ -22,6 +22,7 @@ int runList(const Invocation& invocation);
 int runFiles(const Invocation& invocation);
 int runDump(const Invocation& invocation);
 int runStats(const Invocation& invocation);
+int runPlot(const Invocation& invocation);
 int runVerify(const Invocation& invocation);
 
 } // namespace qzcli

@@ -4,9 +4,14 @@
 #include "Cli.h"
 
 #include <QCoreApplication>
+#include <QFile>
+#include <QGuiApplication>
+#include <QTemporaryDir>
 #include <log4cxx/level.h>
 #include <log4cxx/logger.h>
 #include <log4cxx/logmanager.h>
+
+#include <memory>
 
 namespace {
 
@@ -23,11 +28,43 @@ void quietStoreLog()
         [&repository] { repository->getRootLogger()->setLevel(log4cxx::Level::getOff()); });
 }
 
+// Whether the command is plot, which paints and so needs a QGuiApplication; the options before
+// the command are passed over as Cli's run passes over them.
+bool runsPlot(int argc, char** argv)
+{
+    for (int index = 1; index < argc; ++index) {
+        const QByteArray word(argv[index]);
+        if (word == "--card")
+            ++index;
+        else if (!word.startsWith('-'))
+            return word == "plot";
+    }
+    return false;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
-    QCoreApplication application(argc, argv);
+    // Declared before the application, which it must outlive.
+    std::unique_ptr<QTemporaryDir> runtimeFolder;
+    std::unique_ptr<QCoreApplication> application;
+    if (runsPlot(argc, argv)) {
+        // Charts are painted into files, never onto a screen: no display is needed.
+        if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
+            qputenv("QT_QPA_PLATFORM", "offscreen");
+        // Qt looks into the user's runtime folder for a display server even on the offscreen
+        // platform; without XDG_RUNTIME_DIR it makes /tmp/runtime-<user> for good and says so on
+        // the error stream. A private folder of this run keeps both away and goes with it.
+        if (!qEnvironmentVariableIsSet("XDG_RUNTIME_DIR")) {
+            runtimeFolder = std::make_unique<QTemporaryDir>();
+            if (runtimeFolder->isValid())
+                qputenv("XDG_RUNTIME_DIR", QFile::encodeName(runtimeFolder->path()));
+        }
+        application = std::make_unique<QGuiApplication>(argc, argv);
+    } else {
+        application = std::make_unique<QCoreApplication>(argc, argv);
+    }
     quietStoreLog();
     QStringList arguments = QCoreApplication::arguments();
     arguments.removeFirst();
