@@ -43,6 +43,11 @@ const QString kArrayId = QStringLiteral("mean_3s.dump_harmonics.out.mean_out");
 const QString kAlarmId = QStringLiteral("alarms.dump");
 const QString kPqId = QStringLiteral("pqevents.dump");
 const QString kValueId = QStringLiteral("rms.dump.frequency");
+const QString kTimeForms =
+    QStringLiteral("give ISO 8601 (2025-11-22T10:00:00Z), a date, seconds since 1970, now, "
+                   "or a time back from now (-90s, -15m, -1h, -7d)");
+const QString kDumpUsage =
+    QStringLiteral("qzlogger dump ID [--from T] [--to T] [--last N] [--format csv|json|raw] [--out FILE]");
 const std::vector<std::string> kTexts = {"breaker open", "limit, \"high\" voltage", "Überspannung"};
 
 timespec at(int32_t seconds, int32_t nanoseconds = 0)
@@ -465,11 +470,9 @@ TEST_F(QzloggerDumpTest, BadCommandLinesAreOneLineAndExitTwo)
         {{kMeanId, QStringLiteral("--format"), QStringLiteral("xml")},
          QStringLiteral("qzlogger dump: unknown format xml: give csv, json or raw")},
         {{kMeanId, QStringLiteral("--from"), QStringLiteral("yesterday")},
-         QStringLiteral(
-             "qzlogger dump: --from yesterday is no time: give ISO 8601 such as 2024-05-01T10:00:00Z, "
-             "seconds since 1970, now, or -90s, -15m, -1h, -7d")},
+         QStringLiteral("qzlogger dump: unknown time yesterday for --from: ") + kTimeForms},
         {{kMeanId, QStringLiteral("--from"), iso(kDay + 10), QStringLiteral("--to"), iso(kDay + 5)},
-         QStringLiteral("qzlogger dump: --from %1 lies after --to %2: give the earlier time with --from")
+         QStringLiteral("qzlogger dump: --from %1 is after --to %2: give the earlier time to --from")
              .arg(iso(kDay + 10), iso(kDay + 5))},
         {{kMeanId, QStringLiteral("--last"), QStringLiteral("0")},
          QStringLiteral("qzlogger dump: --last 0 is no count: give a whole number of 1 or more")},
@@ -481,10 +484,9 @@ TEST_F(QzloggerDumpTest, BadCommandLinesAreOneLineAndExitTwo)
              "qzlogger dump: wants one identification: qzlogger dump ID [--from T] [--to T] [--last N] "
              "[--format csv|json|raw] [--out FILE] (qzlogger ls lists them)")},
         {{kMeanId, QStringLiteral("--colour")},
-         QStringLiteral("qzlogger dump: unknown option --colour: see qzlogger dump --help")},
+         QStringLiteral("qzlogger dump: unknown option --colour: ") + kDumpUsage},
         {{kMeanId, QStringLiteral("--format")},
-         QStringLiteral("qzlogger dump: --format wants a value: see qzlogger "
-                        "dump --help")},
+         QStringLiteral("qzlogger dump: --format wants a value: ") + kDumpUsage},
         {{kMeanId, QStringLiteral("--out"), missingFolder},
          QStringLiteral(
              "qzlogger dump: cannot write %1: No such file or directory: give a file in a folder that can "
@@ -633,9 +635,10 @@ TEST_F(QzloggerStatsTest, BadCommandLinesAreOneLineAndExitTwo)
         QString message;
     } cases[] = {
         {{kMeanId, QStringLiteral("--to"), iso(kDay)},
-         QStringLiteral("qzlogger stats: wants --from T: see qzlogger stats --help")},
+         QStringLiteral(
+             "qzlogger stats: --from is missing: qzlogger stats ID --from T --to T [--interval S]")},
         {{kMeanId, QStringLiteral("--from"), iso(kDay)},
-         QStringLiteral("qzlogger stats: wants --to T: see qzlogger stats --help")},
+         QStringLiteral("qzlogger stats: --to is missing: qzlogger stats ID --from T --to T [--interval S]")},
         {QStringList{kMeanId, QStringLiteral("--interval"), QStringLiteral("0")} + range,
          QStringLiteral("qzlogger stats: --interval 0 is no count: give a whole number of 1 or more")},
         {QStringList{kPqId, QStringLiteral("--interval"), QStringLiteral("60")} + range,
@@ -653,9 +656,7 @@ TEST_F(QzloggerStatsTest, BadCommandLinesAreOneLineAndExitTwo)
                         "identifications")},
         {QStringList{kMeanId, QStringLiteral("--from"), QStringLiteral("-1y"), QStringLiteral("--to"),
                      QStringLiteral("now")},
-         QStringLiteral(
-             "qzlogger stats: --from -1y is no time: give ISO 8601 such as 2024-05-01T10:00:00Z, seconds "
-             "since 1970, now, or -90s, -15m, -1h, -7d")},
+         QStringLiteral("qzlogger stats: unknown time -1y for --from: ") + kTimeForms},
         {QStringList{kMeanId, QStringLiteral("--from"), QStringLiteral("now"), QStringLiteral("--to"),
                      QStringLiteral("-1h")},
          QString()},
@@ -667,7 +668,7 @@ TEST_F(QzloggerStatsTest, BadCommandLinesAreOneLineAndExitTwo)
             EXPECT_EQ(run.output, bad.message);
         else
             EXPECT_TRUE(run.output.startsWith(QStringLiteral("qzlogger stats: --from ")) &&
-                        run.output.endsWith(QStringLiteral(": give the earlier time with --from")))
+                        run.output.endsWith(QStringLiteral(": give the earlier time to --from")))
                 << run.output.toStdString();
         EXPECT_EQ(run.output.count(QLatin1Char('\n')), 0) << run.output.toStdString();
     }

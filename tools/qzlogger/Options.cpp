@@ -1,5 +1,6 @@
 #include "Options.h"
 
+#include "Commands.h"
 #include "TimeText.h"
 
 #include <climits>
@@ -8,34 +9,47 @@
 
 namespace qzcli {
 
+QString usageOf(const Invocation& invocation)
+{
+    int count = 0;
+    const Command* all = commands(count);
+    for (int index = 0; index < count; ++index) {
+        if (invocation.command == QLatin1String(all[index].name))
+            return QStringLiteral("qzlogger ") + QString::fromLatin1(all[index].synopsis);
+    }
+    return QStringLiteral("qzlogger %1 --help").arg(invocation.command);
+}
+
 bool parseOptions(const Invocation& invocation, const QStringList& names, Options& options)
 {
-    const QString usage = QStringLiteral("see qzlogger %1 --help").arg(invocation.command);
     for (int index = 0; index < invocation.words.size(); ++index) {
         const QString& word = invocation.words.at(index);
-        if (!word.startsWith(QLatin1String("--"))) {
+        // "-" names the operator log; no identification begins with a minus sign otherwise.
+        if (!word.startsWith(QLatin1Char('-')) || word == QLatin1String("-")) {
             options.operands << word;
             continue;
         }
         const int equals = word.indexOf(QLatin1Char('='));
-        const QString name = word.mid(2, equals < 0 ? -1 : equals - 2);
+        const QString name =
+            word.startsWith(QLatin1String("--")) ? word.mid(2, equals < 0 ? -1 : equals - 2) : QString();
         if (!names.contains(name)) {
-            complain(invocation,
-                     QStringLiteral("unknown option %1: %2").arg(word.left(equals < 0 ? -1 : equals), usage));
+            complain(invocation, QStringLiteral("unknown option %1: %2")
+                                     .arg(word.left(equals < 0 ? -1 : equals), usageOf(invocation)));
             return false;
         }
         if (options.values.contains(name)) {
-            complain(invocation, QStringLiteral("--%1 is given twice: give it once").arg(name));
+            complain(invocation,
+                     QStringLiteral("--%1 is given twice: give it once: %2").arg(name, usageOf(invocation)));
             return false;
         }
+        // The value may itself begin with a minus sign: "--from -1h".
         QString value;
-        if (equals >= 0) {
+        if (equals >= 0)
             value = word.mid(equals + 1);
-        } else if (index + 1 < invocation.words.size()) {
+        else if (index + 1 < invocation.words.size())
             value = invocation.words.at(++index);
-        }
         if (value.isEmpty()) {
-            complain(invocation, QStringLiteral("--%1 wants a value: %2").arg(name, usage));
+            complain(invocation, QStringLiteral("--%1 wants a value: %2").arg(name, usageOf(invocation)));
             return false;
         }
         options.values.insert(name, value);
@@ -43,26 +57,38 @@ bool parseOptions(const Invocation& invocation, const QStringList& names, Option
     return true;
 }
 
+bool requireOptions(const Invocation& invocation, const Options& options, const QStringList& names)
+{
+    for (const QString& name : names) {
+        if (!options.values.contains(name)) {
+            complain(invocation, QStringLiteral("--%1 is missing: %2").arg(name, usageOf(invocation)));
+            return false;
+        }
+    }
+    return true;
+}
+
 bool parseRange(const Invocation& invocation, const Options& options, bool required, timespec& start,
                 timespec& end)
 {
-    const auto take = [&](const char* name, timespec fallback, timespec& time) {
-        const QString key = QString::fromLatin1(name);
-        if (!options.values.contains(key)) {
-            if (required) {
-                complain(invocation,
-                         QStringLiteral("wants --%1 T: see qzlogger %2 --help").arg(key, invocation.command));
-                return false;
-            }
+    if (required && !requireOptions(invocation, options, {QStringLiteral("from"), QStringLiteral("to")}))
+        return false;
+    // One moment for both ends: "--from -1h --to now" is an hour to the nanosecond.
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    const auto take = [&](const QString& name, timespec fallback, timespec& time) {
+        if (!options.values.contains(name)) {
             time = fallback;
             return true;
         }
-        const std::optional<timespec> parsed = parseTime(options.values.value(key));
+        const QString text = options.values.value(name);
+        const std::optional<timespec> parsed = parseTime(text, now);
         if (!parsed) {
             complain(invocation,
-                     QStringLiteral("--%1 %2 is no time: give ISO 8601 such as 2024-05-01T10:00:00Z, "
-                                    "seconds since 1970, now, or -90s, -15m, -1h, -7d")
-                         .arg(key, options.values.value(key)));
+                     QStringLiteral("unknown time %1 for --%2: give ISO 8601 (2025-11-22T10:00:00Z), a "
+                                    "date, seconds since 1970, now, or a time back from now (-90s, -15m, "
+                                    "-1h, -7d)")
+                         .arg(text, name));
             return false;
         }
         time = *parsed;
@@ -72,10 +98,10 @@ bool parseRange(const Invocation& invocation, const Options& options, bool requi
     timespec latest{};
     latest.tv_sec = INT32_MAX;
     latest.tv_nsec = 999999999L;
-    if (!take("from", earliest, start) || !take("to", latest, end))
+    if (!take(QStringLiteral("from"), earliest, start) || !take(QStringLiteral("to"), latest, end))
         return false;
     if (isEarlier(end, start)) {
-        complain(invocation, QStringLiteral("--from %1 lies after --to %2: give the earlier time with --from")
+        complain(invocation, QStringLiteral("--from %1 is after --to %2: give the earlier time to --from")
                                  .arg(formatTime(start), formatTime(end)));
         return false;
     }

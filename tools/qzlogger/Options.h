@@ -17,14 +17,22 @@ struct Options {
     QStringList operands;          // the other words, in order
 };
 
+// The command line of the invocation's command, "qzlogger <synopsis>", for its complaints.
+QString usageOf(const Invocation& invocation);
+
 // Splits the words of the invocation: each name of `names` takes a value, given as
-// "--name VALUE" or "--name=VALUE". False, after a one-line complaint, for another word that
-// begins with "--", an option without its value, or one given twice.
+// "--name VALUE" or "--name=VALUE"; the value may begin with a minus sign ("--from -1h"). False,
+// after a one-line complaint, for another word that begins with a minus sign (but "-", the
+// operator log), an option without its value, or one given twice.
 bool parseOptions(const Invocation& invocation, const QStringList& names, Options& options);
 
-// --from and --to as times (TimeText's forms). Where one is not given: with `required` a
-// complaint, else the start of 1970 and the latest time the store can hold. False, after a
-// one-line complaint, for a text that is no time or a start after the end.
+// False, after a one-line complaint, where one of the names was not given.
+bool requireOptions(const Invocation& invocation, const Options& options, const QStringList& names);
+
+// --from and --to as times (TimeText's forms), both read against one moment of "now". Where one
+// is not given: with `required` a complaint, else the start of 1970 and the latest time the store
+// can hold. False, after a one-line complaint, for a text that is no time or a start after the
+// end.
 bool parseRange(const Invocation& invocation, const Options& options, bool required, timespec& start,
                 timespec& end);
 

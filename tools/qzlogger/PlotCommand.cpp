@@ -5,6 +5,7 @@
 
 #include "Commands.h"
 #include "Loggers.h"
+#include "Options.h"
 #include "Store.h"
 #include "TimeText.h"
 
@@ -35,7 +36,6 @@ namespace qzcli {
 
 namespace {
 
-constexpr const char* kSynopsis = "qzlogger plot ID --from T --to T --out FILE.png|FILE.svg [--size WxH]";
 constexpr const char* kPlottableTypes = "MEAN, VTQ, DTQ, ITQ, HISTOGRAM and PQEVENT";
 constexpr int kDefaultWidth = 1200;
 constexpr int kDefaultHeight = 600;
@@ -93,11 +93,6 @@ struct Chart {
     int counts[kDurationClasses][kDepthClasses] = {};
 };
 
-QString usageText()
-{
-    return QString::fromLatin1(kSynopsis);
-}
-
 double secondsOf(const timespec& time)
 {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
@@ -140,105 +135,27 @@ std::optional<QSize> parseSize(const QString& text)
 // Reads the words of the invocation into request, or complains with one line and returns false.
 bool parseRequest(const Invocation& invocation, PlotRequest& request)
 {
-    QString from;
-    QString to;
-    QString size;
-    bool hasFrom = false;
-    bool hasTo = false;
-    bool hasOut = false;
-    bool hasSize = false;
-    QStringList ids;
-    const QStringList& words = invocation.words;
-    for (int index = 0; index < words.size(); ++index) {
-        const QString word = words.at(index);
-        struct Option {
-            const char* name;
-            QString* value;
-            bool* given;
-        };
-        const Option options[] = {{"--from", &from, &hasFrom},
-                                  {"--to", &to, &hasTo},
-                                  {"--out", &request.out, &hasOut},
-                                  {"--size", &size, &hasSize}};
-        const Option* matched = nullptr;
-        QString value;
-        bool hasValue = false;
-        for (const Option& option : options) {
-            const QString name = QString::fromLatin1(option.name);
-            if (word == name) {
-                matched = &option;
-                // The value may itself begin with a minus sign: "--from -1h".
-                hasValue = index + 1 < words.size();
-                if (hasValue)
-                    value = words.at(++index);
-            } else if (word.startsWith(name + QLatin1Char('='))) {
-                matched = &option;
-                hasValue = true;
-                value = word.mid(name.size() + 1);
-            }
-        }
-        if (matched != nullptr) {
-            const QString name = QString::fromLatin1(matched->name);
-            if (*matched->given) {
-                complain(invocation,
-                         QStringLiteral("%1 is given twice: give it once: %2").arg(name, usageText()));
-                return false;
-            }
-            if (!hasValue || value.isEmpty()) {
-                complain(invocation, QStringLiteral("%1 wants a value: %2").arg(name, usageText()));
-                return false;
-            }
-            *matched->value = value;
-            *matched->given = true;
-            continue;
-        }
-        if (word.startsWith(QLatin1Char('-')) && word != QLatin1String("-")) {
-            complain(invocation, QStringLiteral("unknown option %1: %2").arg(word, usageText()));
-            return false;
-        }
-        ids << word;
-    }
-    if (ids.size() != 1) {
-        complain(invocation,
-                 QStringLiteral("wants one identification: %1 (qzlogger ls lists them)").arg(usageText()));
+    Options options;
+    if (!parseOptions(
+            invocation,
+            {QStringLiteral("from"), QStringLiteral("to"), QStringLiteral("out"), QStringLiteral("size")},
+            options))
+        return false;
+    if (options.operands.size() != 1) {
+        complain(
+            invocation,
+            QStringLiteral("wants one identification: %1 (qzlogger ls lists them)").arg(usageOf(invocation)));
         return false;
     }
     // "-" names the operator log, as ls shows it; plot refuses it by its data type.
-    request.id = ids.first() == QLatin1String("-") ? QString() : ids.first();
-    for (const auto& [given, name] :
-         {std::pair<bool, const char*>{hasFrom, "--from"}, std::pair<bool, const char*>{hasTo, "--to"},
-          std::pair<bool, const char*>{hasOut, "--out"}}) {
-        if (!given) {
-            complain(invocation,
-                     QStringLiteral("%1 is missing: %2").arg(QString::fromLatin1(name), usageText()));
-            return false;
-        }
-    }
-    // One moment for both ends: "--from -1h --to now" is an hour to the nanosecond.
-    const timespec now = [] {
-        timespec time{};
-        clock_gettime(CLOCK_REALTIME, &time);
-        return time;
-    }();
-    for (const auto& [text, name, time] :
-         {std::tuple<QString, const char*, timespec*>{from, "--from", &request.from},
-          std::tuple<QString, const char*, timespec*>{to, "--to", &request.to}}) {
-        const std::optional<timespec> parsed = parseTime(text, now);
-        if (!parsed) {
-            complain(invocation,
-                     QStringLiteral("unknown time %1 for %2: give ISO 8601 (2025-11-22T10:00:00Z), "
-                                    "a date, seconds since 1970, now, or a time back from now "
-                                    "(-90s, -15m, -1h, -7d)")
-                         .arg(text, QString::fromLatin1(name)));
-            return false;
-        }
-        *time = *parsed;
-    }
-    if (isEarlier(request.to, request.from)) {
-        complain(invocation, QStringLiteral("--from %1 is after --to %2: give the earlier time to --from")
-                                 .arg(formatTime(request.from), formatTime(request.to)));
+    request.id = options.operands.first() == QLatin1String("-") ? QString() : options.operands.first();
+    if (!requireOptions(invocation, options,
+                        {QStringLiteral("from"), QStringLiteral("to"), QStringLiteral("out")}) ||
+        !parseRange(invocation, options, true, request.from, request.to))
         return false;
-    }
+    request.out = options.values.value(QStringLiteral("out"));
+    const bool hasSize = options.values.contains(QStringLiteral("size"));
+    const QString size = options.values.value(QStringLiteral("size"));
     const QString suffix = QFileInfo(request.out).suffix().toLower();
     if (suffix == QLatin1String("png")) {
         request.format = ChartFormat::Png;
@@ -997,16 +914,10 @@ int runPlot(const Invocation& invocation)
     if (!store.isOpen())
         return kExitUsage;
     LoggerApiInterface& api = store.api();
-    const std::unique_ptr<FoundLogger> logger = findLogger(api, store.catalogue(), request.id);
     const QString shownId = request.id.isEmpty() ? QStringLiteral("-") : request.id;
-    if (!logger || !logger->baseType) {
-        complain(invocation,
-                 logger ? QStringLiteral("the catalogue entry of %1 cannot be read").arg(shownId)
-                        : QStringLiteral(
-                              "unknown identification %1: qzlogger ls lists the store's identifications")
-                              .arg(shownId));
+    const std::unique_ptr<FoundLogger> logger = loggerOfWord(invocation, store, shownId);
+    if (!logger)
         return kExitUsage;
-    }
     const LoggerDataType dataType = logger->baseType->mDataType;
     Chart chart;
     chart.title = shownId;
