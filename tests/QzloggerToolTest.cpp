@@ -18,6 +18,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QProcessEnvironment>
 #include <QTemporaryDir>
 #include <sqlite3.h>
 
@@ -454,4 +455,49 @@ TEST_F(QzloggerToolStoreTest, TheToolChangesNoByteOfTheStore)
                   .status,
               2);
     EXPECT_EQ(fileHashesBelow(mStore.mountPoint()), before);
+}
+
+// A card taken out of a device is read where there is no system bus, no card service and no
+// writer: every command runs on a copy of the card with the bus's address naming no socket, an
+// empty folder of state files and no process-id file, and changes none of its bytes.
+TEST_F(QzloggerToolStoreTest, EveryCommandReadsACopiedCardWithoutBusCardServiceOrWriter)
+{
+    writeTwoFiles();
+    const std::unique_ptr<QTemporaryDir> copy = copyCard(mStore.mountPoint());
+    ASSERT_NE(copy, nullptr);
+    QTemporaryDir elsewhere;
+    ASSERT_TRUE(elsewhere.isValid());
+    ASSERT_TRUE(QDir(elsewhere.path()).mkdir(QStringLiteral("state")));
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"),
+                       QStringLiteral("unix:path=") + elsewhere.filePath(QStringLiteral("no-bus")));
+    environment.insert(QStringLiteral("QZLOGGER_STATE_DIR"), elsewhere.filePath(QStringLiteral("state")));
+    environment.insert(QStringLiteral("QZLOGGER_PID_FILE"),
+                       elsewhere.filePath(QStringLiteral("no-writer.pid")));
+    const std::map<QString, QByteArray> before = fileHashesBelow(copy->path());
+    ASSERT_EQ(before.size(), 5u); // the catalogue and four data files
+
+    const QString from = qzcli::formatTime(timespec{kDay, 0});
+    const QString to = qzcli::formatTime(timespec{kDay + 200, 0});
+    const QString chart = elsewhere.filePath(QStringLiteral("chart.svg"));
+    const QStringList commands[] = {
+        {QStringLiteral("info")},
+        {QStringLiteral("ls")},
+        {QStringLiteral("files"), kRollingId},
+        {QStringLiteral("dump"), kRollingId, QStringLiteral("--format"), QStringLiteral("json")},
+        {QStringLiteral("stats"), kRollingId, QStringLiteral("--from"), from, QStringLiteral("--to"), to},
+        {QStringLiteral("plot"), kRollingId, QStringLiteral("--from"), from, QStringLiteral("--to"), to,
+         QStringLiteral("--out"), chart},
+        {QStringLiteral("verify")},
+    };
+    for (const QStringList& command : commands) {
+        const ToolRun run =
+            runTool(QStringList{QStringLiteral("--card"), copy->path()} + command, environment);
+        EXPECT_EQ(run.status, 0) << command.join(QLatin1Char(' ')).toStdString() << ": "
+                                 << run.output.toStdString();
+        EXPECT_FALSE(run.standardOutput.isEmpty()) << command.join(QLatin1Char(' ')).toStdString();
+    }
+    EXPECT_GT(QFileInfo(chart).size(), 0);
+    EXPECT_FALSE(QFileInfo::exists(elsewhere.filePath(QStringLiteral("no-writer.pid"))));
+    EXPECT_EQ(fileHashesBelow(copy->path()), before);
 }

@@ -83,19 +83,8 @@ protected:
     // point; it goes with the test.
     QString copyCard()
     {
-        mCopy = std::make_unique<QTemporaryDir>(QStringLiteral("/var/log/qzlogger-verify-XXXXXX"));
-        if (!mCopy->isValid())
-            return QString();
-        const QDir source(mStore.mountPoint());
-        QDirIterator walk(source.path(), QDir::Files | QDir::Hidden | QDir::System,
-                          QDirIterator::Subdirectories);
-        while (walk.hasNext()) {
-            const QString from = walk.next();
-            const QString to = mCopy->filePath(source.relativeFilePath(from));
-            if (!QDir().mkpath(QFileInfo(to).path()) || !QFile::copy(from, to))
-                return QString();
-        }
-        return mCopy->path();
+        mCopy = ::copyCard(mStore.mountPoint());
+        return mCopy ? mCopy->path() : QString();
     }
 
     // The place in the copy of a path in the store.

@@ -2,7 +2,10 @@
 
 #include "ConfigurationText.h"
 
+#include <QDir>
+#include <QDirIterator>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QTemporaryDir>
 
@@ -13,8 +16,14 @@ QString qzloggerProgram()
 
 ToolRun runTool(const QStringList& arguments)
 {
+    return runTool(arguments, QProcessEnvironment::systemEnvironment());
+}
+
+ToolRun runTool(const QStringList& arguments, const QProcessEnvironment& environment)
+{
     ToolRun run;
     QProcess process;
+    process.setProcessEnvironment(environment);
     process.start(qzloggerProgram(), arguments);
     if (!process.waitForStarted(10000) || !process.waitForFinished(60000)) {
         process.kill();
@@ -50,6 +59,22 @@ ToolRun runToolLive(const QStringList& arguments)
     else
         qunsetenv("XDG_CONFIG_HOME");
     return run;
+}
+
+std::unique_ptr<QTemporaryDir> copyCard(const QString& mountPoint)
+{
+    auto copy = std::make_unique<QTemporaryDir>(QStringLiteral("/var/log/qzlogger-card-XXXXXX"));
+    if (!copy->isValid())
+        return nullptr;
+    const QDir source(mountPoint);
+    QDirIterator walk(source.path(), QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
+    while (walk.hasNext()) {
+        const QString from = walk.next();
+        const QString to = copy->filePath(source.relativeFilePath(from));
+        if (!QDir().mkpath(QFileInfo(to).path()) || !QFile::copy(from, to))
+            return nullptr;
+    }
+    return copy;
 }
 
 QStringList rowOf(const QString& listing, const QString& first)

@@ -1,8 +1,12 @@
 #pragma once
 
 #include <QByteArray>
+#include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
+#include <QTemporaryDir>
+
+#include <memory>
 
 // The qzlogger program, run as a user runs it, for the tests of its commands.
 
@@ -18,13 +22,18 @@ struct ToolRun {
 };
 
 // Runs the tool to its end; status -1 where it did not start, did not end within 60 s or
-// crashed.
+// crashed. Without an environment it inherits this process's.
 ToolRun runTool(const QStringList& arguments);
+ToolRun runTool(const QStringList& arguments, const QProcessEnvironment& environment);
 
 // Runs the tool on the live store of the card service on this process's bus: it finds the
 // configuration "database.xml" (data folder "data", catalogue "logger.db", no target path) in
 // a Qt configuration folder that XDG_CONFIG_HOME names for the run alone.
 ToolRun runToolLive(const QStringList& arguments);
+
+// A copy of a card's folder, every file below mountPoint, in a fresh folder below /var/log (the
+// store takes a card folder there without a mount); null where a file could not be copied.
+std::unique_ptr<QTemporaryDir> copyCard(const QString& mountPoint);
 
 // The line of a listing that begins with the word first, split at its blanks; empty where none
 // does.
