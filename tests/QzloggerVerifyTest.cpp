@@ -446,21 +446,14 @@ TEST_F(QzloggerVerifyTest, AnArgumentIsAUsageErrorInOneLine)
 }
 
 // On a terminal the standard error stream tells how far the run is, on one line that is
-// overwritten in place and cleared before the summary; the terminal is script's.
+// overwritten in place and cleared before the summary.
 TEST_F(QzloggerVerifyStoreTest, OnATerminalProgressIsShownAndCleared)
 {
-    const QString script = QStringLiteral("/usr/bin/script");
-    if (!QFileInfo(script).isExecutable())
-        GTEST_SKIP() << "no script program to give the tool a terminal";
     ASSERT_FALSE(copyCard().isEmpty());
-    QProcess process;
-    process.start(script, {QStringLiteral("-q"), QStringLiteral("-e"), QStringLiteral("-c"),
-                           QStringLiteral("'%1' --card '%2' verify").arg(qzloggerProgram(), mCopy->path()),
-                           QStringLiteral("/dev/null")});
-    ASSERT_TRUE(process.waitForStarted(10000));
-    ASSERT_TRUE(process.waitForFinished(60000));
-    EXPECT_EQ(process.exitCode(), 0);
-    const QByteArray terminal = process.readAllStandardOutput();
+    const TerminalRun run =
+        runToolOnTerminal({QStringLiteral("--card"), mCopy->path(), QStringLiteral("verify")});
+    EXPECT_EQ(run.status, 0);
+    const QByteArray& terminal = run.shown;
     const QByteArray progress = QByteArrayLiteral("verify: the catalogue");
     EXPECT_TRUE(terminal.startsWith('\r' + progress + '\r')) << terminal.toStdString();
     EXPECT_TRUE(terminal.contains('\r' + QByteArray(progress.size(), ' ') + '\r')) << terminal.toStdString();

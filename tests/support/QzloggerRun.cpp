@@ -2,12 +2,20 @@
 
 #include "ConfigurationText.h"
 
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
 #include <QTemporaryDir>
+
+#include <csignal>
+#include <poll.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
 
 QString qzloggerProgram()
 {
@@ -58,6 +66,50 @@ ToolRun runToolLive(const QStringList& arguments)
         qputenv("XDG_CONFIG_HOME", earlier);
     else
         qunsetenv("XDG_CONFIG_HOME");
+    return run;
+}
+
+TerminalRun runToolOnTerminal(const QStringList& arguments)
+{
+    TerminalRun run;
+    int terminal = -1;
+    int child = -1;
+    if (openpty(&terminal, &child, nullptr, nullptr, nullptr) != 0)
+        return run;
+    std::vector<QByteArray> words{QFile::encodeName(qzloggerProgram())};
+    for (const QString& argument : arguments)
+        words.push_back(argument.toLocal8Bit());
+    std::vector<char*> argv;
+    for (QByteArray& word : words)
+        argv.push_back(word.data());
+    argv.push_back(nullptr);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        close(terminal);
+        dup2(child, STDOUT_FILENO);
+        dup2(child, STDERR_FILENO);
+        execv(argv[0], argv.data());
+        _exit(127);
+    }
+    close(child);
+    // The terminal gives EIO once the program and its last descriptor of it are gone.
+    const QDeadlineTimer deadline(60000);
+    char buffer[4096];
+    while (pid > 0) {
+        pollfd ready{terminal, POLLIN, 0};
+        if (poll(&ready, 1, static_cast<int>(deadline.remainingTime())) <= 0) {
+            kill(pid, SIGKILL);
+            break;
+        }
+        const ssize_t length = read(terminal, buffer, sizeof(buffer));
+        if (length <= 0)
+            break;
+        run.shown.append(buffer, static_cast<int>(length));
+    }
+    close(terminal);
+    int status = 0;
+    if (pid > 0 && waitpid(pid, &status, 0) == pid && WIFEXITED(status) && !deadline.hasExpired())
+        run.status = WEXITSTATUS(status);
     return run;
 }
 

@@ -31,6 +31,16 @@ ToolRun runTool(const QStringList& arguments, const QProcessEnvironment& environ
 // a Qt configuration folder that XDG_CONFIG_HOME names for the run alone.
 ToolRun runToolLive(const QStringList& arguments);
 
+// What a run on a terminal showed there, both output streams, and its exit status (-1 where it
+// did not start, did not end within 60 s or crashed).
+struct TerminalRun {
+    int status = -1;
+    QByteArray shown;
+};
+
+// Runs the tool with its standard output and error on a pseudo-terminal, as from a shell.
+TerminalRun runToolOnTerminal(const QStringList& arguments);
+
 // A copy of a card's folder, every file below mountPoint, in a fresh folder below /var/log (the
 // store takes a card folder there without a mount); null where a file could not be copied.
 std::unique_ptr<QTemporaryDir> copyCard(const QString& mountPoint);

@@ -59,7 +59,7 @@ const Command kCommands[] = {
      "For a logger of power-quality events: the 5 x 7 table of the events of the range, by\n"
      "duration (rows: up to 0.2, 0.5, 1, 5 and 60 s) and residual voltage in per cent of the\n"
      "reference (columns), and the count of events outside the table. Every event of the range is\n"
-     "counted, a chunk at a time.\n",
+     "counted.\n",
      runStats},
     {"plot", "plot ID --from T --to T --out FILE.png|FILE.svg [--size WxH]",
      "a chart of one logger over a range of time, as a PNG or SVG file",

@@ -103,6 +103,8 @@ public:
         : mApi(api), mType(std::move(type)), mLayout(std::move(layout)), mFormat(format),
           mNames(columnNames(mLayout) + addedColumns(mLayout.dataType))
     {
+        for (const QString& name : addedColumns(mLayout.dataType))
+            mAddedKeys << ",\"" + name.toLatin1() + "\":";
     }
 
     QByteArray header() const
@@ -124,7 +126,6 @@ public:
 private:
     void formatItem(const char* item, const QList<QByteArray>& added, QByteArray& out)
     {
-        const QStringList addedNames = addedColumns(mLayout.dataType);
         if (mFormat == Format::Csv) {
             appendCsv(mLayout, item, out);
             for (const QByteArray& value : added) {
@@ -135,7 +136,7 @@ private:
             out.append('{');
             appendJson(mLayout, item, out);
             for (int index = 0; index < added.size(); ++index) {
-                out.append(",\"").append(addedNames.at(index).toLatin1()).append("\":");
+                out.append(mAddedKeys.at(index));
                 if (mLayout.dataType == LoggerDataType::EVENT)
                     appendJsonString(added.at(index), out);
                 else
@@ -183,10 +184,8 @@ private:
     RecordLayout mLayout;
     Format mFormat;
     QStringList mNames;
+    QList<QByteArray> mAddedKeys; // ,"name": of each added column, for JSON
 };
-
-constexpr const char* kUsageLine =
-    "qzlogger dump ID [--from T] [--to T] [--last N] [--format csv|json|raw] [--out FILE]";
 
 } // namespace
 
@@ -199,8 +198,9 @@ int runDump(const Invocation& invocation)
                       options))
         return kExitUsage;
     if (options.operands.size() != 1) {
-        complain(invocation, QStringLiteral("wants one identification: %1 (qzlogger ls lists them)")
-                                 .arg(QString::fromLatin1(kUsageLine)));
+        complain(
+            invocation,
+            QStringLiteral("wants one identification: %1 (qzlogger ls lists them)").arg(usageOf(invocation)));
         return kExitUsage;
     }
     const QString formatWord = options.values.value(QStringLiteral("format"), QStringLiteral("csv"));

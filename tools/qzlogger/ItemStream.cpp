@@ -30,11 +30,6 @@ ItemStream::ItemStream(const DefnBaseType& type, timespec start, timespec end) :
     }
 }
 
-long long ItemStream::byteCount() const
-{
-    return mItemCount * mItemSize;
-}
-
 bool ItemStream::search()
 {
     mRanges.clear();
@@ -147,8 +142,8 @@ bool ItemStream::run(const Sink& sink, int chunkBytes)
                              .arg(range.path)
                              .arg(range.count - left + std::max<qint64>(read, 0) / mItemSize)
                              .arg(range.count);
-                if (read > 0 && !sink(buffer.constData(), static_cast<int>(read / mItemSize)))
-                    return false;
+                if (read >= mItemSize)
+                    sink(buffer.constData(), static_cast<int>(read / mItemSize));
                 return false;
             }
             if (!sink(buffer.constData(), static_cast<int>(count)))

@@ -20,10 +20,9 @@ public:
     // includes both ends.
     ItemStream(const DefnBaseType& type, timespec start, timespec end);
 
-    // The items of the range, the size of the items, and their bytes; after the search.
+    // The items of the range and the size of one; after the search.
     long long itemCount() const { return mItemCount; }
     int itemSize() const { return mItemSize; }
-    long long byteCount() const;
 
     // Searches every file for the range; false with error() where a file of the logger cannot be
     // opened or read, or the files hold items of different sizes.

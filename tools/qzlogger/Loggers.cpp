@@ -44,6 +44,19 @@ std::unique_ptr<FoundLogger> findLogger(LoggerApiInterface& api, LoggerApiBase& 
     return nullptr;
 }
 
+bool readPqEventClasses(LoggerApiInterface& api, const QString& id, timespec start, timespec end,
+                        DataEventClass35& table, int& events)
+{
+    table = DataEventClass35{};
+    // The count bounds the read: without it the table would hold the first 9000 events alone.
+    events = api.getNumPqEvents(id, start, end);
+    if (events < 0)
+        return false;
+    if (events > 0)
+        table = api.getPqEventClasses(id, start, end, events);
+    return true;
+}
+
 std::unique_ptr<FoundLogger> loggerOfWord(const Invocation& invocation, OpenedStore& store,
                                           const QString& word)
 {

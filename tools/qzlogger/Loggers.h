@@ -37,6 +37,10 @@ std::unique_ptr<FoundLogger> findLogger(LoggerApiInterface& api, LoggerApiBase& 
 // null after a one-line complaint where the store does not know it or its entry cannot be read.
 std::unique_ptr<FoundLogger> loggerOfWord(const Invocation& invocation, OpenedStore& store,
                                           const QString& word);
+// The 5 x 7 class table of the power-quality events of a range as the read API counts them, with
+// every event of the range in it, and the number of those events; false where the read failed.
+bool readPqEventClasses(LoggerApiInterface& api, const QString& id, timespec start, timespec end,
+                        DataEventClass35& table, int& events);
 // The catalogued type of a listed logger; null where it cannot be read.
 std::shared_ptr<DefnBaseType> readType(LoggerApiBase& catalogue, LoggerType type, const QString& id);
 

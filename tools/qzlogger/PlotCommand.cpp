@@ -98,11 +98,6 @@ double secondsOf(const timespec& time)
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
-double secondsOf(const DataTimespec& time)
-{
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
-}
-
 // A time of a title: as formatTime prints it, without a fraction that is all zeros.
 QString titleTime(const timespec& time)
 {
@@ -357,20 +352,18 @@ bool readHistogram(LoggerApiInterface& api, const FoundLogger& logger, const Plo
 // The power-quality events of the range counted into their classes; every event is counted.
 bool readEventClasses(LoggerApiInterface& api, const PlotRequest& request, Chart& chart, QString& error)
 {
-    const int events = api.getNumPqEvents(request.id, request.from, request.to);
-    if (events < 0) {
+    DataEventClass35 table{};
+    int events = 0;
+    if (!readPqEventClasses(api, request.id, request.from, request.to, table, events)) {
         error = readFailure(request.id);
         return false;
     }
     chart.kind = ChartKind::Matrix;
     int classified = 0;
-    if (events > 0) {
-        const DataEventClass35 table = api.getPqEventClasses(request.id, request.from, request.to, events);
-        for (int row = 0; row < kDurationClasses; ++row) {
-            for (int column = 0; column < kDepthClasses; ++column) {
-                chart.counts[row][column] = table.counters[row][column];
-                classified += table.counters[row][column];
-            }
+    for (int row = 0; row < kDurationClasses; ++row) {
+        for (int column = 0; column < kDepthClasses; ++column) {
+            chart.counts[row][column] = table.counters[row][column];
+            classified += table.counters[row][column];
         }
     }
     chart.subtitle += QStringLiteral(", %1 event%2, %3 in a class (0.02 s to 60 s)")

@@ -2,7 +2,6 @@
 // table of a power-quality event logger.
 
 #include "Commands.h"
-#include "ItemStream.h"
 #include "Loggers.h"
 #include "Options.h"
 #include "Store.h"
@@ -11,14 +10,11 @@
 #include <qzlogger.h>
 
 #include <climits>
-#include <cstring>
 #include <memory>
 
 namespace qzcli {
 
 namespace {
-
-constexpr const char* kUsageLine = "qzlogger stats ID --from T --to T [--interval S]";
 
 // The duration rows and the depth columns of the class table, as the store classifies events.
 const char* const kDurationRows[5] = {"<=0.2s", "<=0.5s", "<=1s", "<=5s", "<=60s"};
@@ -82,44 +78,18 @@ int printValueStats(const Invocation& invocation, LoggerApiInterface& api, const
     return kExitOk;
 }
 
-// The events are classified as the read API's class table counts them, but read a chunk at a
-// time, so that a range of any number of events is counted whole.
-int printClassTable(const Invocation& invocation, const DefnBaseType& type, timespec start, timespec end)
+// The read API's class table of the range, every event counted.
+int printClassTable(const Invocation& invocation, const QString& id, LoggerApiInterface& api, timespec start,
+                    timespec end)
 {
-    ItemStream stream(type, start, end);
-    long long counters[5][7] = {};
-    long long unclassified = 0;
-    Progress progress;
-    long long done = 0;
-    const bool read = stream.search() && stream.run([&](const char* items, int count) {
-        if (stream.itemSize() != static_cast<int>(sizeof(DataPqEvent)))
-            return false;
-        for (int index = 0; index < count; ++index) {
-            DataPqEvent event;
-            std::memcpy(&event, items + static_cast<qint64>(index) * sizeof(DataPqEvent), sizeof(event));
-            int duration = -1;
-            int depth = -1;
-            if (LoggerApi::classifyPqEvent(event, duration, depth))
-                ++counters[duration][depth];
-            else
-                ++unclassified;
-        }
-        done += count;
-        progress.show(QStringLiteral("qzlogger %1: %2 of %3 %4 (%5 %)")
-                          .arg(invocation.command)
-                          .arg(done)
-                          .arg(stream.itemCount())
-                          .arg(QStringLiteral("events"))
-                          .arg(stream.itemCount() > 0 ? 100 * done / stream.itemCount() : 100));
-        return true;
-    });
-    if (!read) {
-        complain(invocation,
-                 QStringLiteral("the events cannot be read: %1")
-                     .arg(stream.error().isEmpty() ? QStringLiteral("their items are not PQ events")
-                                                   : stream.error()));
+    DataEventClass35 table{};
+    int events = 0;
+    if (!readPqEventClasses(api, id, start, end, table, events)) {
+        complain(invocation, QStringLiteral("the events of %1 cannot be read: %2")
+                                 .arg(id, LoggerApiInterface::getLastError()));
         return kExitUsage;
     }
+    long long classified = 0;
     const std::vector<int> widths(8, 9);
     QStringList header{QStringLiteral("duration")};
     for (const char* column : kDepthColumns)
@@ -127,13 +97,15 @@ int printClassTable(const Invocation& invocation, const DefnBaseType& type, time
     printColumns(header, widths);
     for (int row = 0; row < 5; ++row) {
         QStringList columns{QString::fromLatin1(kDurationRows[row])};
-        for (int column = 0; column < 7; ++column)
-            columns << QString::number(counters[row][column]);
+        for (int column = 0; column < 7; ++column) {
+            columns << QString::number(table.counters[row][column]);
+            classified += table.counters[row][column];
+        }
         printColumns(columns, widths);
     }
     printLine(QStringLiteral("%1 events, %2 of them not classified (shorter than 20 ms or longer than 60 s)")
-                  .arg(stream.itemCount())
-                  .arg(unclassified));
+                  .arg(events)
+                  .arg(events - classified));
     return kExitOk;
 }
 
@@ -146,8 +118,9 @@ int runStats(const Invocation& invocation)
                       options))
         return kExitUsage;
     if (options.operands.size() != 1) {
-        complain(invocation, QStringLiteral("wants one identification: %1 (qzlogger ls lists them)")
-                                 .arg(QString::fromLatin1(kUsageLine)));
+        complain(
+            invocation,
+            QStringLiteral("wants one identification: %1 (qzlogger ls lists them)").arg(usageOf(invocation)));
         return kExitUsage;
     }
     timespec start{};
@@ -189,7 +162,7 @@ int runStats(const Invocation& invocation)
         }
         printLine(QStringLiteral("%1  %2, %3 to %4, events by duration (rows) and residual voltage (columns)")
                       .arg(id, typeText, formatTime(start), formatTime(end)));
-        return printClassTable(invocation, *logger->baseType, start, end);
+        return printClassTable(invocation, id, store.api(), start, end);
     }
     if (dataType != LoggerDataType::MEAN && dataType != LoggerDataType::VTQ &&
         dataType != LoggerDataType::DTQ) {

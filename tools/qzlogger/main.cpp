@@ -56,8 +56,8 @@ int main(int argc, char** argv)
         if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
             qputenv("QT_QPA_PLATFORM", "minimal:enable_fonts");
         // Qt looks into the user's runtime folder even on a platform without a display; without
-        // XDG_RUNTIME_DIR it makes /tmp/runtime-<user> for good and says so on
-        // the error stream. A private folder of this run keeps both away and goes with it.
+        // XDG_RUNTIME_DIR it makes /tmp/runtime-<user> for good and says so on the error stream.
+        // A private folder of this run keeps both away and goes with it.
         if (!qEnvironmentVariableIsSet("XDG_RUNTIME_DIR")) {
             runtimeFolder = std::make_unique<QTemporaryDir>();
             if (runtimeFolder->isValid())
